@@ -1,0 +1,18 @@
+// The C runtime's wide functions that the library calls.
+#pragma once
+
+#include <bvplatform/export.h>
+#include <bvplatform/types.h>
+
+constexpr int _MAX_PATH = 260;
+constexpr int _MAX_DRIVE = 3;
+constexpr int _MAX_DIR = 256;
+constexpr int _MAX_FNAME = 256;
+constexpr int _MAX_EXT = 256;
+
+/// Splits a path into drive, directory, file name and extension, as the runtime does: both
+/// separators, the drive only as a letter and a colon at the start, the extension from the last
+/// dot of the last component. Each out-pointer may be null; parts are cut to the runtime's
+/// _MAX_* sizes.
+BVPLATFORM_API void _wsplitpath(const WCHAR* path, WCHAR* drive, WCHAR* dir, WCHAR* fname,
+                                WCHAR* ext);
