@@ -28,5 +28,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/BrontavaleCoreConfigVersion
 install(FILES ${CMAKE_BINARY_DIR}/BrontavaleCoreConfig.cmake
     ${CMAKE_BINARY_DIR}/BrontavaleCoreConfigVersion.cmake DESTINATION ${BV_CMAKE_DIR})
 
+# The .pc file finds its prefix from its own place, so an install under --prefix stays usable.
+file(RELATIVE_PATH BV_PC_TO_PREFIX "/root/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/root")
 configure_file(cmake/brontavale-core.pc.in ${CMAKE_BINARY_DIR}/brontavale-core.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/brontavale-core.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -13,8 +13,9 @@ using LPCOLESTR = const OLECHAR*;
 /// runs out.
 BVPLATFORM_API BSTR SysAllocString(LPCOLESTR psz);
 
-/// A new BSTR of ui units copied from strIn (zero units included), or uninitialised units when
-/// strIn is null. Returns null when memory runs out.
+/// A new BSTR of ui units copied from strIn (zero units included), or of ui zero units when strIn
+/// is null (the platform leaves them unset). Returns null when memory runs out or the byte count
+/// would not fit 32 bits.
 BVPLATFORM_API BSTR SysAllocStringLen(const OLECHAR* strIn, UINT ui);
 
 /// Frees a BSTR; null is accepted.
@@ -27,7 +28,8 @@ BVPLATFORM_API UINT SysStringLen(BSTR pbstr);
 BVPLATFORM_API UINT SysStringByteLen(BSTR bstr);
 
 /// Owner of one BSTR, shared by copies through a reference count (as the platform's comutil
-/// class). A null BSTR is the empty text.
+/// class; the count is thread-safe, an object is not). A null BSTR is the empty text. Where comutil
+/// raises an error (memory runs out, narrow text fails to convert), these throw std::bad_alloc.
 class BVPLATFORM_API _bstr_t {
 public:
     _bstr_t() noexcept = default;
@@ -42,7 +44,7 @@ public:
     _bstr_t& operator=(_bstr_t&& other) noexcept;
     _bstr_t& operator=(LPCOLESTR text);
 
-    /// The owned BSTR (null when empty); stays owned.
+    /// The owned BSTR (null when none is held: default, null text); stays owned.
     BSTR GetBSTR() const noexcept;
     /// Frees the owned text and returns the slot for an out-parameter call.
     BSTR* GetAddress();
@@ -50,7 +52,8 @@ public:
     BSTR copy(bool copy = true) const;
     /// Takes ownership of a BSTR without copying.
     void Attach(BSTR bstr);
-    /// Gives up ownership of the BSTR.
+    /// Gives up ownership of the BSTR. When copies share it (comutil refuses with E_POINTER),
+    /// the caller gets a new copy instead (null if memory runs out); either way this is empty.
     BSTR Detach() noexcept;
     /// Units, without the terminator.
     unsigned int length() const noexcept;
@@ -62,5 +65,5 @@ public:
 private:
     struct Data;
     void Release() noexcept;
-    Data* m_data = nullptr; // shared by copies; null for the empty text
+    Data* m_data = nullptr; // shared by copies; null when no BSTR is held
 };

@@ -75,41 +75,52 @@ struct COPYDATASTRUCT {
 };
 using PCOPYDATASTRUCT = COPYDATASTRUCT*;
 
-/// Registers a window class for this process. Returns the class atom, 0 on failure.
-/// Fails: ERROR_INVALID_PARAMETER (null class record, name or procedure),
-/// ERROR_CLASS_ALREADY_EXISTS.
+/// Registers a window class for this process. Returns the class atom, 0 on failure. Names
+/// compare case-insensitively; hInstance is not part of the key (one module per process).
+/// Fails: ERROR_INVALID_PARAMETER (null class record, null, empty or atom name, null procedure,
+/// negative extra sizes), ERROR_CLASS_ALREADY_EXISTS.
 BVPLATFORM_API ATOM RegisterClassW(const WNDCLASSW* lpWndClass);
 
-/// Removes a window class. Fails: ERROR_CLASS_DOES_NOT_EXIST, ERROR_CLASS_HAS_WINDOWS is not
-/// modelled (windows keep their procedure).
+/// Removes a window class named by string or atom. Fails: ERROR_CLASS_DOES_NOT_EXIST.
+/// ERROR_CLASS_HAS_WINDOWS is not modelled (windows keep their procedure).
 BVPLATFORM_API BOOL UnregisterClassW(LPCWSTR lpClassName, HINSTANCE hInstance);
 
-/// Creates a top-level window of a registered class, owned by the calling thread. Sends
-/// WM_NCCREATE and then WM_CREATE (lParam a CREATESTRUCTW) to the class's procedure; a FALSE
-/// from the first or -1 from the second destroys the window and fails.
-/// Fails: ERROR_CANNOT_FIND_WND_CLASS; returns null.
+/// Creates a top-level window of a registered class (named by string or atom), owned by the
+/// calling thread. Sends WM_NCCREATE and then WM_CREATE (lParam a CREATESTRUCTW) to the class's
+/// procedure; a FALSE from the first (then WM_NCDESTROY) or -1 from the second (then WM_DESTROY
+/// and WM_NCDESTROY) destroys the window and fails, leaving the last error as the procedure set
+/// it. A parent handle makes an owner. Window extra memory (cbWndExtra) starts zeroed.
+/// Fails: ERROR_CANNOT_FIND_WND_CLASS, ERROR_INVALID_WINDOW_HANDLE (parent is no window);
+/// returns null.
 BVPLATFORM_API HWND CreateWindowExW(DWORD dwExStyle, LPCWSTR lpClassName, LPCWSTR lpWindowName,
                                     DWORD dwStyle, int X, int Y, int nWidth, int nHeight,
                                     HWND hWndParent, HMENU hMenu, HINSTANCE hInstance,
                                     LPVOID lpParam);
 
-/// The default handling of a message: TRUE for WM_NCCREATE, 0 otherwise.
+/// The default handling of a message: TRUE for WM_NCCREATE; WM_CLOSE destroys the window;
+/// 0 otherwise.
 BVPLATFORM_API LRESULT DefWindowProcW(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam);
 
-/// Destroys a window: WM_DESTROY and WM_NCDESTROY, then the handle stops being a window.
-/// Fails: ERROR_INVALID_WINDOW_HANDLE.
+/// Destroys a window: WM_DESTROY and WM_NCDESTROY, then the handle stops being a window and
+/// is never used again. A procedure that destroys its window again while it is being destroyed
+/// gets TRUE and no further messages. Fails: ERROR_INVALID_WINDOW_HANDLE.
 BVPLATFORM_API BOOL DestroyWindow(HWND hWnd);
 
-/// Calls lpEnumFunc for each top-level window until it returns FALSE. Returns TRUE when the
-/// walk ran to the end, FALSE when the callback stopped it.
+/// Calls lpEnumFunc for each top-level window, the newest first, until it returns FALSE.
+/// Returns TRUE when the walk ran to the end, FALSE when the callback stopped it (the last
+/// error is the callback's). The walk runs over a snapshot: windows the callback creates are
+/// not visited, windows it destroys are skipped. Fails: ERROR_INVALID_PARAMETER (null
+/// callback).
 BVPLATFORM_API BOOL EnumWindows(WNDENUMPROC lpEnumFunc, LPARAM lParam);
 
-/// A window's 32-bit value at nIndex (GWL_USERDATA, GWL_STYLE, GWL_EXSTYLE, GWL_ID).
+/// A window's 32-bit value at nIndex (GWL_USERDATA, GWL_STYLE, GWL_EXSTYLE, GWL_ID, or a byte
+/// offset into the extra window memory). GWL_WNDPROC is refused as on 64-bit Windows.
 /// Fails: ERROR_INVALID_WINDOW_HANDLE, ERROR_INVALID_INDEX (1413); returns 0.
 BVPLATFORM_API LONG GetWindowLongW(HWND hWnd, int nIndex);
 
 /// Sets a window's 32-bit value and returns the previous one. Fails as GetWindowLongW. A
-/// previous value of 0 is no failure: the last error tells (the call clears it first).
+/// previous value of 0 is no failure, and success does not clear the last error: a caller that
+/// must tell the two apart clears it before the call.
 BVPLATFORM_API LONG SetWindowLongW(HWND hWnd, int nIndex, LONG dwNewLong);
 
 /// The first top-level window whose class name and title match (case-insensitively); a null
@@ -119,8 +130,9 @@ BVPLATFORM_API HWND FindWindowW(LPCWSTR lpClassName, LPCWSTR lpWindowName);
 /// TRUE if the handle names an existing window.
 BVPLATFORM_API BOOL IsWindow(HWND hWnd);
 
-/// Copies a window's title. Returns the units copied without the terminator.
-/// Fails: ERROR_INVALID_WINDOW_HANDLE; returns 0.
+/// Copies a window's title, cut to nMaxCount - 1 units and terminated. Returns the units
+/// copied without the terminator; 0 for a null buffer or nMaxCount <= 0 (buffer untouched).
+/// Fails: ERROR_INVALID_WINDOW_HANDLE; returns 0 and leaves an empty text in the buffer.
 BVPLATFORM_API int GetWindowTextW(HWND hWnd, LPWSTR lpString, int nMaxCount);
 
 /// Sends a message and waits for the procedure's result. For a window of this process the
@@ -128,12 +140,18 @@ BVPLATFORM_API int GetWindowTextW(HWND hWnd, LPWSTR lpString, int nMaxCount);
 /// valid only during the call. Fails: ERROR_INVALID_WINDOW_HANDLE; returns 0.
 BVPLATFORM_API LRESULT SendMessageW(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam);
 
-/// The thread (and through lpdwProcessId the process) that created a window; 0 for no window.
+/// The thread (and through lpdwProcessId the process) that created a window.
+/// Fails: ERROR_INVALID_WINDOW_HANDLE; returns 0 and leaves *lpdwProcessId untouched.
 BVPLATFORM_API DWORD GetWindowThreadProcessId(HWND hWnd, DWORD* lpdwProcessId);
 
 /// Starts a program. Returns a value above 31 on success, otherwise ERROR_FILE_NOT_FOUND (2),
-/// ERROR_PATH_NOT_FOUND (3) or ERROR_BAD_FORMAT (11). Does not wait for the program.
+/// ERROR_PATH_NOT_FOUND (3) or ERROR_BAD_FORMAT (11), also set as the last error. Does not wait
+/// for the program. The stand-in starts none yet: every command line (and a null one) gives
+/// ERROR_FILE_NOT_FOUND, unless testing::SetWinExecHandler installed a stand-in, whose result
+/// is returned as it is.
 BVPLATFORM_API UINT WinExec(LPCSTR lpCmdLine, UINT uCmdShow);
 
-/// The handle of the calling program (the executable's module); never null.
+/// For a null name, the handle of the calling program (the executable's module): a fixed
+/// value, never null. Fails: ERROR_MOD_NOT_FOUND (any name: the stand-in loads no modules by
+/// name); returns null.
 BVPLATFORM_API HMODULE GetModuleHandleW(LPCWSTR lpModuleName);

@@ -1,0 +1,14 @@
+// The subcommands of the bvcore tool.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace bvtool {
+
+using Args = std::span<char* const>; // the subcommand's own arguments
+
+/// A guided tour of the library's capabilities, on whatever prefix the environment names.
+int RunTour(Args args);
+
+} // namespace bvtool

@@ -1,0 +1,140 @@
+// bvcore tour: each capability of the library at work, in a few lines each.
+#include "Commands.h"
+
+#include "Core/Common/Exc.h"
+#include "Core/Common/Logger.h"
+#include "Core/Common/StrConv.h"
+
+#include <bvplatform/testing.h>
+#include <bvplatform/text.h>
+#include <bvplatform/windows.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+void Print(const TStr& text) {
+    std::fputs(mfConvertTToUTF8(text).c_str(), stdout);
+}
+
+void Heading(const char* title) {
+    std::printf("\n== %s\n", title);
+}
+
+// Shows control characters of a rendering so its exact shape is visible.
+TStr Visible(const TStr& text) {
+    TStr out;
+    for (char16_t unit : text) {
+        if (unit == u'\n') {
+            out += u"\\n\n    ";
+        } else if (unit == u'\t') {
+            out += u"\\t";
+        } else {
+            out += unit;
+        }
+    }
+    return out;
+}
+
+std::string HexBytes(const AStr& bytes) {
+    std::string out;
+    char buffer[4];
+    for (unsigned char byte : bytes) {
+        std::snprintf(buffer, sizeof buffer, "%02X ", byte);
+        out += buffer;
+    }
+    return out;
+}
+
+// A stand-in for the diagnostics viewer inside this process: a window with the viewer's marks
+// that prints what the library's loggers send.
+LRESULT ViewerProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message != WM_COPYDATA) {
+        return DefWindowProcW(window, message, wParam, lParam);
+    }
+    const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
+    const auto* block = static_cast<const unsigned char*>(data->lpData);
+    std::uint32_t count = 0;
+    std::memcpy(&count, block + 32, sizeof count);
+    TStr text(count > 0 ? count - 1 : 0, u'\0');
+    std::memcpy(text.data(), block + 36, text.size() * sizeof(char16_t));
+    switch (data->dwData) {
+    case 2:
+        Print(u"  [viewer] channel 1 opened for \"" + text + u"\"\n");
+        return 1;
+    case 7:
+        Print(u"  [viewer] " + text + u"\n");
+        return 0;
+    case 3:
+        std::printf("  [viewer] channel closed\n");
+        return 0;
+    default:
+        return 0;
+    }
+}
+
+void StartViewer() {
+    WNDCLASSW windowClass{};
+    windowClass.lpfnWndProc = ViewerProc;
+    windowClass.lpszClassName = u"BVDiagTour";
+    RegisterClassW(&windowClass);
+    HWND viewer = CreateWindowExW(0, u"BVDiagTour", u"Brontavale_BVDiag", 0, 0, 0, 0, 0, nullptr,
+                                  nullptr, nullptr, nullptr);
+    SetWindowLongW(viewer, GWL_USERDATA, 0x52545642); // "BVTR"
+}
+
+void TourExceptions() {
+    Heading("Exceptions: one throw procedure, three renderings, a log line");
+    std::printf("Converting text from code page 12345, which does not exist:\n");
+    bvplatform::testing::DebugOutputCapture debugOutput;
+    try {
+        (void)mfConvertMBCSToT(AStr("abc"), 12345);
+    } catch (const mcExc& e) {
+        std::printf("\ncaught as mcExc:\n  what()     %s\n", e.what());
+        Print(u"  ThrowFunc  " + e.ThrowFunc() + u"\n  ThrowFile  " + e.ThrowFile() + u"\n");
+        std::printf("  ThrowLine  %d\n  HResult    0x%08X\n", static_cast<int>(e.ThrowLine()),
+                    static_cast<unsigned>(e.HResult()));
+        std::printf("\ndebug output (banner, then the debug rendering):\n    ");
+        Print(Visible(debugOutput.Text()) + u"\n");
+
+        bvplatform::testing::MessageBoxCapture boxes;
+        e.DebugMessageBox(u"Tour");
+        std::printf("message box for a person:\n    ");
+        Print(Visible(boxes.Boxes().at(0).text) + u"\n");
+    }
+}
+
+void TourAssertions() {
+    Heading("Assertions: a log record, and the code goes on");
+    const LONG result = core::LogAssertFailure("mfTourStep", "tools/bvcore/Tour.cpp", 120,
+                                               "!NARROW(\"step is invalid\")");
+    std::printf("LogAssertFailure returned %d\n", static_cast<int>(result));
+}
+
+void TourText() {
+    Heading("Text: between UTF-16 and code pages");
+    const TStr text = u"Grüße ā € 東京 ♪";
+    Print(u"text: " + text + u"\n");
+    for (UINT codePage : {65001u, 1252u, 437u, 932u}) {
+        const AStr bytes = mfConvertTToMBCS(text, codePage);
+        std::printf("  code page %-5u %s\n", codePage, HexBytes(bytes).c_str());
+        Print(u"      back:     " + mfConvertMBCSToT(bytes, codePage) + u"\n");
+    }
+    std::printf("(code page 1252 writes the best fit 'a' for U+0101 and '?' where it has none)\n");
+}
+
+} // namespace
+
+int bvtool::RunTour(Args) {
+    std::printf("Brontavale Core: a short tour\n");
+    std::printf("A stand-in diagnostics viewer runs inside this process and prints what it "
+                "receives.\n");
+    StartViewer();
+    TourExceptions();
+    TourAssertions();
+    TourText();
+    std::printf("\nAt exit the CORE logger closes its channel:\n");
+    return 0;
+}
