@@ -8,6 +8,7 @@
 #include "text/hooks.h"
 #include "text/legacy.h"
 #include "text/tables.h"
+#include "text/utf7.h"
 #include "text/utf8.h"
 
 #include <climits>
@@ -49,31 +50,37 @@ UINT Resolve(UINT codePage) {
     }
 }
 
-// A code page ready to convert: UTF-8, or one with a table.
+// A code page ready to convert.
 struct Converter {
-    bool utf8;                  // code page 65001
-    const CodePageTable* table; // the table of any other code page
+    enum Kind { Utf7, Utf8, Table } kind; // which codec converts it
+    const CodePageTable* table;           // the table, for Kind::Table
 };
 
 std::optional<Converter> FindConverter(UINT codePage) {
     const UINT id = Resolve(codePage);
-    if (id == CP_UTF8) {
-        return Converter{true, nullptr};
+    if (id == CP_UTF7 || id == CP_UTF8) {
+        return Converter{id == CP_UTF7 ? Converter::Utf7 : Converter::Utf8, nullptr};
     }
     if (const CodePageTable* table = FindTable(id)) {
-        return Converter{false, table};
+        return Converter{Converter::Table, table};
     }
     return std::nullopt;
 }
 
+// UTF-7 takes no flags at all.
 bool DecodeFlagsValid(const Converter& converter, DWORD flags) {
-    const DWORD allowed = converter.utf8 ? kUtf8DecodeFlags : kTableDecodeFlags;
+    const DWORD allowed = converter.kind == Converter::Table  ? kTableDecodeFlags
+                          : converter.kind == Converter::Utf8 ? kUtf8DecodeFlags
+                                                              : 0;
     const bool bothForms = (flags & MB_PRECOMPOSED) != 0 && (flags & MB_COMPOSITE) != 0;
     return (flags & ~allowed) == 0 && !bothForms;
 }
 
 bool EncodeFlagsValid(const Converter& converter, DWORD flags) {
-    return (flags & ~(converter.utf8 ? kUtf8EncodeFlags : kTableEncodeFlags)) == 0;
+    const DWORD allowed = converter.kind == Converter::Table  ? kTableEncodeFlags
+                          : converter.kind == Converter::Utf8 ? kUtf8EncodeFlags
+                                                              : 0;
+    return (flags & ~allowed) == 0;
 }
 
 // The checks both directions make first: a source, a length, and a destination that is absent
@@ -95,21 +102,27 @@ int Finish(const Outcome& outcome) {
 
 Outcome Decode(const Converter& converter, DWORD flags, const char* src, std::size_t length,
                char16_t* dst, int capacity) {
-    if (converter.utf8) {
+    if (converter.kind == Converter::Utf8) {
         return Utf8ToUtf16(src, length, dst, static_cast<std::size_t>(capacity),
                            (flags & MB_ERR_INVALID_CHARS) != 0);
     }
     Sink<char16_t> out(dst, static_cast<std::size_t>(capacity));
+    if (converter.kind == Converter::Utf7) {
+        return Utf7ToUtf16(src, length, out);
+    }
     return DecodeWithTable(*converter.table, flags, src, length, out);
 }
 
 Outcome Encode(const Converter& converter, DWORD flags, const char16_t* src, std::size_t length,
                char* dst, int capacity, const char* defaultChar) {
-    if (converter.utf8) {
+    if (converter.kind == Converter::Utf8) {
         return Utf16ToUtf8(src, length, dst, static_cast<std::size_t>(capacity),
                            (flags & WC_ERR_INVALID_CHARS) != 0);
     }
     Sink<char> out(dst, static_cast<std::size_t>(capacity));
+    if (converter.kind == Converter::Utf7) {
+        return Utf16ToUtf7(src, length, out);
+    }
     return EncodeWithTable(*converter.table, flags, src, length, defaultChar, out);
 }
 
@@ -145,7 +158,8 @@ int WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharStr, int
         return Fail(ERROR_INVALID_PARAMETER);
     }
     const std::optional<Converter> converter = FindConverter(CodePage);
-    if (!converter || (converter->utf8 && (lpDefaultChar || lpUsedDefaultChar))) {
+    const bool refusesDefault = converter && converter->kind != Converter::Table;
+    if (!converter || (refusesDefault && (lpDefaultChar || lpUsedDefaultChar))) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
     if (!EncodeFlagsValid(*converter, dwFlags)) {
@@ -171,7 +185,7 @@ UINT GetOEMCP() {
 }
 
 BOOL IsValidCodePage(UINT CodePage) {
-    return IsKnownCodePage(CodePage) && (CodePage == CP_UTF8 || FindTable(CodePage) != nullptr);
+    return Resolve(CodePage) == CodePage && FindConverter(CodePage) ? TRUE : FALSE;
 }
 
 BOOL IsDBCSLeadByteEx(UINT CodePage, BYTE TestChar) {

@@ -1,4 +1,4 @@
-// Code page tables. Sections: the list of code pages and the platform's corrections to ICU;
+// Code page tables. Sections: the table code pages and the platform's corrections to ICU;
 // a small ICU converter wrapper; the table builder; lookup with build-on-first-use.
 //
 // A table is built in this order: decode every byte (and every pair after a lead byte) with
@@ -24,20 +24,19 @@ namespace {
 
 // How a code page's table is made.
 enum class Family : std::uint8_t {
-    Utf8,       // no table: the UTF-8 codec does the work
     SevenBit,   // US-ASCII as the platform has it: a byte's top bit is dropped
     Ansi,       // single bytes, from ICU
     Oem,        // single bytes from ICU, with glyph forms for the control bytes
     DoubleByte, // single bytes and lead/trail pairs, from ICU
 };
 
-struct PageSpec {
+struct PageEntry {
     UINT id;             // code page number
     Family family;       // how its table is made
     const char* icuName; // ICU converter of the families built from ICU
 };
 
-constexpr PageSpec kPages[] = {
+constexpr PageEntry kPages[] = {
     {437, Family::Oem, "ibm-437_P100-1995"},
     {737, Family::Oem, "ibm-737_P100-1997"},
     {775, Family::Oem, "ibm-775_P100-1996"},
@@ -82,10 +81,9 @@ constexpr PageSpec kPages[] = {
     {28599, Family::Ansi, "ibm-920_P100-1995"},
     {28603, Family::Ansi, "ibm-921_P100-1995"},
     {28605, Family::Ansi, "ibm-923_P100-1998"},
-    {65001, Family::Utf8, nullptr},
 };
 static_assert(std::is_sorted(std::begin(kPages), std::end(kPages),
-                             [](const PageSpec& a, const PageSpec& b) { return a.id < b.id; }));
+                             [](const PageEntry& a, const PageEntry& b) { return a.id < b.id; }));
 
 // Build-time marker of a byte or pair without a character; the finished table holds the code
 // page's default unit there instead.
@@ -185,12 +183,12 @@ private:
 
 class TableBuilder {
 public:
-    explicit TableBuilder(const PageSpec& spec)
-        : m_spec(spec), m_icu(spec.icuName), m_table(std::make_unique<CodePageTable>()) {}
+    explicit TableBuilder(const PageEntry& page)
+        : m_page(page), m_icu(page.icuName), m_table(std::make_unique<CodePageTable>()) {}
 
     /// The finished table; null when ICU does not have the code page.
     std::unique_ptr<CodePageTable> Build() {
-        if (m_spec.icuName != nullptr && m_icu.Get() == nullptr) {
+        if (m_page.icuName != nullptr && m_icu.Get() == nullptr) {
             return nullptr;
         }
         Start();
@@ -207,8 +205,8 @@ public:
 private:
     void Start() {
         CodePageTable& t = *m_table;
-        t.id = m_spec.id;
-        t.oemGlyphs = m_spec.family == Family::Oem;
+        t.id = m_page.id;
+        t.oemGlyphs = m_page.family == Family::Oem;
         t.encode.assign(0x10000, Pack(0, Fit::None));
         for (const DefaultUnit& d : kDefaultUnits) {
             if (d.page == t.id) {
@@ -221,7 +219,7 @@ private:
     void ReadBytes() {
         CodePageTable& t = *m_table;
         for (unsigned b = 0; b < 256; ++b) {
-            if (b < 0x80 || m_spec.family == Family::SevenBit) {
+            if (b < 0x80 || m_page.family == Family::SevenBit) {
                 t.single[b] = static_cast<char16_t>(b & 0x7F); // ASCII-compatible in every table
                 continue;
             }
@@ -248,7 +246,7 @@ private:
 
     void ApplyOverrides() {
         for (const ByteOverride& o : kByteOverrides) {
-            if (o.page == m_spec.id) {
+            if (o.page == m_page.id) {
                 m_table->single[o.byte] = o.unit;
             }
         }
@@ -347,7 +345,7 @@ private:
     }
 
     void AddLookAlikes() {
-        const bool latin1Only = m_spec.family == Family::DoubleByte;
+        const bool latin1Only = m_page.family == Family::DoubleByte;
         const char32_t last = latin1Only ? 0xFF : 0xFFFF;
         for (char32_t c = 0x80; c <= last; ++c) {
             const auto unit = static_cast<char16_t>(c);
@@ -383,14 +381,14 @@ private:
         std::replace(t.pairs.begin(), t.pairs.end(), kUndefined, t.defaultUnit);
     }
 
-    const PageSpec& m_spec;                 // the code page being built
+    const PageEntry& m_page;                // the code page being built
     IcuConverter m_icu;                     // its ICU converter (none for SevenBit)
     std::unique_ptr<CodePageTable> m_table; // the table under construction
 };
 
-const PageSpec* FindSpec(UINT codePage) {
+const PageEntry* FindEntry(UINT codePage) {
     const auto* it = std::lower_bound(std::begin(kPages), std::end(kPages), codePage,
-                                      [](const PageSpec& s, UINT id) { return s.id < id; });
+                                      [](const PageEntry& s, UINT id) { return s.id < id; });
     return it != std::end(kPages) && it->id == codePage ? it : nullptr;
 }
 
@@ -401,25 +399,21 @@ struct Slot {
     const CodePageTable* table = nullptr; // null until built, and if ICU lacks the code page
 };
 
-Slot& SlotOf(const PageSpec& spec) {
+Slot& SlotOf(const PageEntry& page) {
     static Slot* const slots = new Slot[std::size(kPages)];
-    return slots[&spec - kPages];
+    return slots[&page - kPages];
 }
 
 } // namespace
 
-bool IsKnownCodePage(UINT codePage) {
-    return FindSpec(codePage) != nullptr;
-}
-
 const CodePageTable* FindTable(UINT codePage) {
-    const PageSpec* spec = FindSpec(codePage);
-    if (spec == nullptr || spec->family == Family::Utf8) {
+    const PageEntry* page = FindEntry(codePage);
+    if (page == nullptr) {
         return nullptr;
     }
-    Slot& slot = SlotOf(*spec);
+    Slot& slot = SlotOf(*page);
     try {
-        std::call_once(slot.built, [&] { slot.table = TableBuilder(*spec).Build().release(); });
+        std::call_once(slot.built, [&] { slot.table = TableBuilder(*page).Build().release(); });
     } catch (const std::bad_alloc&) {
         return nullptr; // not marked built: the next call tries again
     }

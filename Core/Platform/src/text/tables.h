@@ -1,6 +1,6 @@
-// The code pages the stand-in converts, and the tables of the single- and double-byte ones:
-// built from ICU on first use, corrected where the platform's own tables differ, then shared
-// read-only by every thread for the life of the process.
+// The tables of the single- and double-byte code pages: built from ICU on first use, corrected
+// where the platform's own tables differ, then shared read-only by every thread for the life of
+// the process.
 #pragma once
 
 #include <bvplatform/types.h>
@@ -48,12 +48,8 @@ struct CodePageTable {
     }
 };
 
-/// Whether the stand-in converts this code page number (CP_ACP and the other aliases are not
-/// code page numbers of their own).
-[[nodiscard]] bool IsKnownCodePage(UINT codePage);
-
-/// The table of a single- or double-byte code page, built on first use. Null for 65001 (which
-/// needs none), for unknown code pages, and if ICU cannot provide the code page.
+/// The table of a single- or double-byte code page, built on first use. Null for any other code
+/// page number (65000 and 65001 need no table), and if ICU cannot provide the code page.
 [[nodiscard]] const CodePageTable* FindTable(UINT codePage);
 
 } // namespace bvplatform::text

@@ -26,16 +26,22 @@ DWORD LocalWindow::Facts(WindowFacts& facts) const {
     return ERROR_SUCCESS;
 }
 
-const LONG* LocalWindow::Field(int index) const {
+// The four bytes behind a GetWindowLong index: extra window memory for offsets, a field for the
+// GWL_ indices; null for an index the window has not.
+const unsigned char* LocalWindow::Slot(int index) const {
+    if (index >= 0) {
+        const bool fits = static_cast<std::size_t>(index) + sizeof(LONG) <= m_extra.size();
+        return fits ? &m_extra[static_cast<std::size_t>(index)] : nullptr;
+    }
     switch (index) {
     case GWL_STYLE:
-        return &m_style;
+        return reinterpret_cast<const unsigned char*>(&m_style);
     case GWL_EXSTYLE:
-        return &m_exStyle;
+        return reinterpret_cast<const unsigned char*>(&m_exStyle);
     case GWL_ID:
-        return &m_id;
+        return reinterpret_cast<const unsigned char*>(&m_id);
     case GWL_USERDATA:
-        return &m_userData;
+        return reinterpret_cast<const unsigned char*>(&m_userData);
     default:
         // GWL_WNDPROC among them: a 64-bit procedure address does not fit a LONG, so the
         // 64-bit platform refuses that index here.
@@ -43,31 +49,16 @@ const LONG* LocalWindow::Field(int index) const {
     }
 }
 
-LONG* LocalWindow::Field(int index) {
-    return const_cast<LONG*>(static_cast<const LocalWindow&>(*this).Field(index));
-}
-
-bool LocalWindow::ExtraFits(int offset) const {
-    return offset >= 0 && static_cast<std::size_t>(offset) + sizeof(LONG) <= m_extra.size();
-}
-
 DWORD LocalWindow::GetLong(int index, LONG& value) const {
     std::lock_guard lock(m_fieldsLock);
     if (!Alive()) {
         return ERROR_INVALID_WINDOW_HANDLE;
     }
-    if (index >= 0) {
-        if (!ExtraFits(index)) {
-            return ERROR_INVALID_INDEX;
-        }
-        std::memcpy(&value, &m_extra[static_cast<std::size_t>(index)], sizeof value);
-        return ERROR_SUCCESS;
-    }
-    const LONG* field = Field(index);
-    if (field == nullptr) {
+    const unsigned char* slot = Slot(index);
+    if (slot == nullptr) {
         return ERROR_INVALID_INDEX;
     }
-    value = *field;
+    std::memcpy(&value, slot, sizeof value);
     return ERROR_SUCCESS;
 }
 
@@ -76,21 +67,12 @@ DWORD LocalWindow::SetLong(int index, LONG value, LONG& previous) {
     if (!Alive()) {
         return ERROR_INVALID_WINDOW_HANDLE;
     }
-    if (index >= 0) {
-        if (!ExtraFits(index)) {
-            return ERROR_INVALID_INDEX;
-        }
-        unsigned char* at = &m_extra[static_cast<std::size_t>(index)];
-        std::memcpy(&previous, at, sizeof previous);
-        std::memcpy(at, &value, sizeof value);
-        return ERROR_SUCCESS;
-    }
-    LONG* field = Field(index);
-    if (field == nullptr) {
+    auto* slot = const_cast<unsigned char*>(Slot(index));
+    if (slot == nullptr) {
         return ERROR_INVALID_INDEX;
     }
-    previous = *field;
-    *field = value;
+    std::memcpy(&previous, slot, sizeof previous);
+    std::memcpy(slot, &value, sizeof value);
     return ERROR_SUCCESS;
 }
 

@@ -43,12 +43,9 @@ private:
     enum class Phase { Alive, Destroying, Gone };
 
     DWORD TearDown(bool sendDestroy);
-    // The field behind a negative GWL_* index; null for an index that names none. Caller holds
-    // m_fieldsLock.
-    [[nodiscard]] const LONG* Field(int index) const;
-    [[nodiscard]] LONG* Field(int index);
-    // True when a LONG at this offset lies inside the extra window memory.
-    [[nodiscard]] bool ExtraFits(int offset) const;
+    // The four bytes behind a GetWindowLong index (extra memory or a GWL_* field); null for an
+    // index that names none. Caller holds m_fieldsLock.
+    [[nodiscard]] const unsigned char* Slot(int index) const;
 
     const std::u16string m_className; // as registered
     const WNDPROC m_procedure;        // called for every message
