@@ -10,52 +10,56 @@
 
 namespace {
 
-// The platform counts in int; a longer text is passed as -2, which it refuses like any bad
-// length, so the failure takes the documented path.
+// The platform counts in int; a longer text is passed as 0, which it refuses as a bad length,
+// so the failure takes the documented path.
 int CountFor(std::size_t size) {
-    return size > INT_MAX ? -2 : static_cast<int>(size);
+    return size > INT_MAX ? 0 : static_cast<int>(size);
+}
+
+// The narrow direction on a counted run; `size` is not 0.
+AStr ToNarrow(const char16_t* text, std::size_t size, UINT codePage, DWORD flags) {
+    const int count = CountFor(size);
+    const int needed =
+        WideCharToMultiByte(codePage, flags, text, count, nullptr, 0, nullptr, nullptr);
+    AStr result;
+    if (needed > 0) {
+        // Converted straight into the result: one buffer of the exact size.
+        result.resize(static_cast<std::size_t>(needed));
+        const int written = WideCharToMultiByte(codePage, flags, text, count, result.data(), needed,
+                                                nullptr, nullptr);
+        if (written > 0) {
+            result.resize(static_cast<std::size_t>(written));
+            return result;
+        }
+    }
+    BV_THROW_AS("mfConvertWideToMBCS", mcWin32Exc, u"mfConvertWideToMBCS failed");
+}
+
+// The wide direction on a counted run; `size` is not 0.
+TStr ToWide(const char* text, std::size_t size, UINT codePage, DWORD flags) {
+    const int count = CountFor(size);
+    const int needed = MultiByteToWideChar(codePage, flags, text, count, nullptr, 0);
+    TStr result;
+    if (needed > 0) {
+        result.resize(static_cast<std::size_t>(needed));
+        const int written =
+            MultiByteToWideChar(codePage, flags, text, count, result.data(), needed);
+        if (written > 0) {
+            result.resize(static_cast<std::size_t>(written));
+            return result;
+        }
+    }
+    BV_THROW_AS("mfConvertMBCSToWide", mcWin32Exc, u"mfConvertMBCSToWide failed");
 }
 
 } // namespace
 
 AStr mfConvertWideToMBCS(const TStr& text, UINT codePage, DWORD flags) {
-    if (text.empty()) {
-        return {};
-    }
-    const int count = CountFor(text.size());
-    const int size =
-        WideCharToMultiByte(codePage, flags, text.data(), count, nullptr, 0, nullptr, nullptr);
-    AStr result;
-    if (size > 0) {
-        // Converted straight into the result: one buffer of the exact size.
-        result.resize(static_cast<std::size_t>(size));
-        const int written = WideCharToMultiByte(codePage, flags, text.data(), count, result.data(),
-                                                size, nullptr, nullptr);
-        if (written > 0) {
-            result.resize(static_cast<std::size_t>(written));
-            return result;
-        }
-    }
-    BV_THROW(mcWin32Exc, u"mfConvertWideToMBCS failed");
+    return text.empty() ? AStr() : ToNarrow(text.data(), text.size(), codePage, flags);
 }
 
 TStr mfConvertMBCSToWide(const AStr& text, UINT codePage, DWORD flags) {
-    if (text.empty()) {
-        return {};
-    }
-    const int count = CountFor(text.size());
-    const int size = MultiByteToWideChar(codePage, flags, text.data(), count, nullptr, 0);
-    TStr result;
-    if (size > 0) {
-        result.resize(static_cast<std::size_t>(size));
-        const int written =
-            MultiByteToWideChar(codePage, flags, text.data(), count, result.data(), size);
-        if (written > 0) {
-            result.resize(static_cast<std::size_t>(written));
-            return result;
-        }
-    }
-    BV_THROW(mcWin32Exc, u"mfConvertMBCSToWide failed");
+    return text.empty() ? TStr() : ToWide(text.data(), text.size(), codePage, flags);
 }
 
 AStr mfConvertTToMBCS(const TStr& text, UINT codePage, DWORD flags) {
@@ -70,7 +74,7 @@ TStr mfConvertMBCSToT(const char* text, UINT codePage, DWORD flags) {
     if (text == nullptr || *text == '\0') {
         return {};
     }
-    return mfConvertMBCSToWide(AStr(text), codePage, flags);
+    return ToWide(text, std::strlen(text), codePage, flags);
 }
 
 TStr mfConvertTToWide(const TStr& text, UINT, DWORD) {
