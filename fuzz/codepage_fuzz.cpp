@@ -43,8 +43,8 @@ void ToNarrow(UINT codePage, DWORD flags, const WCHAR* units, int count) {
         return;
     }
     std::vector<char> out(static_cast<std::size_t>(size) + 1, '\xCC');
-    Check(WideCharToMultiByte(codePage, flags, units, count, out.data(), size, nullptr,
-                              nullptr) == size);
+    Check(WideCharToMultiByte(codePage, flags, units, count, out.data(), size, nullptr, nullptr) ==
+          size);
     Check(out[static_cast<std::size_t>(size)] == '\xCC');
 }
 

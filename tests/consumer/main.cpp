@@ -6,7 +6,8 @@
 #include <cstdio>
 
 int main() {
-    if (mfConvertUTF8ToT("Gr\xC3\xBC\xC3\x9F" "e") != u"Gr\u00fc\u00dfe") {
+    if (mfConvertUTF8ToT("Gr\xC3\xBC\xC3\x9F"
+                         "e") != u"Gr\u00fc\u00dfe") {
         std::puts("conversion gave the wrong text");
         return 1;
     }

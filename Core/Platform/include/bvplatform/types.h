@@ -1,5 +1,5 @@
-// Win32 base types with Windows' widths on an LP64 Linux: LONG, ULONG, DWORD and HRESULT are 32-bit,
-// WCHAR is a 16-bit code unit.
+// Win32 base types with Windows' widths on an LP64 Linux: LONG, ULONG, DWORD and HRESULT are
+// 32-bit, WCHAR is a 16-bit code unit.
 #pragma once
 
 #include <cstddef>
@@ -56,8 +56,12 @@ using HMENU = struct HMENU__*;
 #define FALSE 0
 #endif
 
-constexpr bool SUCCEEDED(HRESULT hr) { return hr >= 0; }
-constexpr bool FAILED(HRESULT hr) { return hr < 0; }
+constexpr bool SUCCEEDED(HRESULT hr) {
+    return hr >= 0;
+}
+constexpr bool FAILED(HRESULT hr) {
+    return hr < 0;
+}
 
 // The platform's rule for carrying a Win32 code in an HRESULT.
 constexpr HRESULT HRESULT_FROM_WIN32(DWORD code) {

@@ -5,6 +5,10 @@ namespace {
 thread_local DWORD t_lastError = 0; // the calling thread's last-error value
 }
 
-DWORD GetLastError() { return t_lastError; }
+DWORD GetLastError() {
+    return t_lastError;
+}
 
-void SetLastError(DWORD code) { t_lastError = code; }
+void SetLastError(DWORD code) {
+    t_lastError = code;
+}
