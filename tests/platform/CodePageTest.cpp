@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <thread>
+#include <vector>
 
 using namespace codepagetest;
 
@@ -195,6 +196,97 @@ TEST(CodePageUtf8, AsciiRunsOfAnyLengthAroundOtherCharacters) {
             EXPECT_EQ(Narrow(CP_UTF8, wide), narrow);
             EXPECT_EQ(ToWide(CP_UTF8, 0, narrow, static_cast<int>(before) + 1).dest,
                       wide.substr(0, before + 1));
+        }
+    }
+}
+
+// Each row at every offset of the first two blocks of 16 bytes, followed by nothing, by one
+// byte or by more than a block, so that it meets the checks of whole blocks, their ends, and
+// the character-wise start and end. What a row decodes to does not depend on which of these
+// follows it. The source has no slack, so that the sanitizers see any read past its end.
+TEST(CodePageUtf8, SequencesAtEveryBlockOffset) {
+    const struct {
+        std::string bytes;
+        std::u16string text;
+        bool valid;
+    } rows[] = {
+        {"\xc2\x80", u"\u0080", true},
+        {"\xdf\xbf", u"\u07ff", true},
+        {"\xe0\xa0\x80", u"\u0800", true},
+        {"\xed\x9f\xbf", u"\ud7ff", true},
+        {"\xee\x80\x80", u"\ue000", true},
+        {"\xf0\x90\x80\x80", u"\U00010000", true},
+        {"\xf4\x8f\xbf\xbf\xc3\xa9", u"\U0010FFFF\u00e9", true},
+        {"\xe0\x9f\xbf", u"\ufffd\ufffd", false},           // overlong
+        {"\xed\xa0\x80", u"\ufffd\ufffd", false},           // surrogate
+        {"\xf0\x8f\xbf\xbf", u"\ufffd\ufffd\ufffd", false}, // overlong
+        {"\xf4\x90\x80\x80", u"\ufffd\ufffd\ufffd", false}, // above U+10FFFF
+        {"\xf5\x80\x80\x80", u"\ufffd\ufffd\ufffd\ufffd", false},
+        {"\xc0\xaf", u"\ufffd\ufffd", false},
+        {"\xc1", u"\ufffd", false},
+        {"\xc3\xa9\xbf", u"\u00e9\ufffd", false}, // a continuation byte too many
+        {"\xe3\x81", u"\ufffd", false},           // one too few, at the end or before ASCII
+        {"\xf0\x9f\x8e", u"\ufffd", false},
+    };
+    for (const auto& row : rows) {
+        for (std::size_t before = 0; before < 34; ++before) {
+            for (const std::size_t after : {0, 1, 40}) {
+                SCOPED_TRACE(bvtest::ShowHex(row.bytes) + " after " + std::to_string(before) +
+                             " bytes, " + std::to_string(after) + " after it");
+                const std::string narrow =
+                    std::string(before, 'a') + row.bytes + std::string(after, 'z');
+                const std::u16string wide =
+                    std::u16string(before, u'a') + row.text + std::u16string(after, u'z');
+                const std::vector<char> source(narrow.begin(), narrow.end());
+                const auto convert = [&](DWORD flags, int capacity) {
+                    return codepagetest::Run<char16_t>(capacity, [&](char16_t* dst, BOOL*) {
+                        return MultiByteToWideChar(CP_UTF8, flags, source.data(),
+                                                   static_cast<int>(source.size()), dst, capacity);
+                    });
+                };
+                const int size = static_cast<int>(wide.size());
+                ASSERT_EQ(convert(0, 0).ret, size);
+                EXPECT_EQ(convert(0, size).dest, wide);
+                const int strict = row.valid ? size : 0;
+                EXPECT_EQ(convert(MB_ERR_INVALID_CHARS, 0).ret, strict);
+                EXPECT_EQ(convert(MB_ERR_INVALID_CHARS, size).ret, strict);
+                if (after != 0) { // one unit short of room, with input left: keeps what fits
+                    const auto cut = convert(0, size - 1);
+                    EXPECT_EQ(cut.error, ERROR_INSUFFICIENT_BUFFER);
+                    EXPECT_EQ(cut.dest, wide.substr(0, wide.size() - 1));
+                }
+            }
+        }
+    }
+}
+
+// The other way, surrogates (paired or not) at every offset of the first blocks of 8 units.
+TEST(CodePageUtf8, SurrogatesAtEveryBlockOffset) {
+    const struct {
+        std::u16string text;
+        std::string bytes;
+        bool valid;
+    } rows[] = {
+        {u"\U0001F3B5\u00e9", "\xf0\x9f\x8e\xb5\xc3\xa9", true},
+        {u"\u0080\u07ff\u0800\uffff", "\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf", true},
+        {Units({0xD800}), "\xef\xbf\xbd", false},
+        {Units({0xDC00, 0xD800}), "\xef\xbf\xbd\xef\xbf\xbd", false},
+        {Units({0xD83C, 0xD83C, 0xDFB5}), "\xef\xbf\xbd\xf0\x9f\x8e\xb5", false},
+    };
+    for (const auto& row : rows) {
+        for (std::size_t before = 0; before < 18; ++before) {
+            for (const std::size_t after : {0, 1, 9}) {
+                SCOPED_TRACE(bvtest::Show(row.text) + " after " + std::to_string(before) +
+                             " units, " + std::to_string(after) + " after it");
+                const std::u16string wide =
+                    std::u16string(before, u'a') + row.text + std::u16string(after, u'z');
+                const std::string narrow =
+                    std::string(before, 'a') + row.bytes + std::string(after, 'z');
+                ASSERT_EQ(Narrow(CP_UTF8, wide), narrow);
+                const NarrowOptions strict{WC_ERR_INVALID_CHARS};
+                EXPECT_EQ(ToNarrow(CP_UTF8, wide, 0, strict).ret,
+                          row.valid ? static_cast<int>(narrow.size()) : 0);
+            }
         }
     }
 }

@@ -1,4 +1,5 @@
-// UTF-8 <-> UTF-16 as the platform converts it (code page 65001), with fast paths for ASCII.
+// UTF-8 <-> UTF-16 as the platform converts it (code page 65001), with fast paths for runs of
+// well-formed text.
 #pragma once
 
 #include "text/convert.h"
