@@ -4,6 +4,7 @@
 #include "Core/Common/Exc.h"
 #include "Core/Common/Logger.h"
 #include "Core/Common/StrConv.h"
+#include "Core/Common/StrUtils.h"
 
 #include <bvplatform/testing.h>
 #include <bvplatform/text.h>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -125,6 +127,37 @@ void TourText() {
     std::printf("(code page 1252 writes the best fit 'a' for U+0101 and '?' where it has none)\n");
 }
 
+void TourStrings() {
+    Heading("Text: order, case, splitting and URL coding");
+    const std::pair<TStr, TStr> pairs[] = {
+        {u"abc", u"ABC"}, {u"coop", u"co-op"}, {u"a b", u"ab"}, {u"stra\u00DFe", u"strasse"}};
+    std::printf("mfStrCompare in the user's order (exact, ignoring case):\n");
+    for (const auto& [a, b] : pairs) {
+        Print(u"  \"" + a + u"\" vs \"" + b + u"\"");
+        std::printf("  %2d  %2d\n", mfStrCompare(a, b, false), mfStrCompare(a, b, true));
+    }
+    Print(u"mfStrToUpper(\"stra\u00DFe \u00E4rger \u0131\")  = " +
+          mfStrToUpper(u"stra\u00DFe \u00E4rger \u0131") +
+          u"   (\u00DF and \u0131 keep their form)\n");
+    TStr title = u"rock'n roll \u00E9t\u00E9";
+    mfStrCapitalizeWords(title, u" '");
+    Print(u"mfStrCapitalizeWords(\"rock'n roll \u00E9t\u00E9\", \" '\") = " + title + u"\n");
+    TStrVec pieces;
+    const unsigned count = mfStrSplitLine(u",a,,b::c,", u",", pieces);
+    std::printf("mfStrSplitLine(\",a,,b::c,\", \",\") adds %u pieces:", count);
+    for (const TStr& piece : pieces) {
+        Print(u" [" + piece + u"]");
+    }
+    const TStr encoded = mfStrUrlEncode(u"Caf\u00E9 \u266A (live).mp3", true);
+    Print(u"\nmfStrUrlEncode(strict):  " + encoded + u"\n");
+    Print(u"mfStrUrlUnencode back:   " + mfStrUrlUnencode(encoded) +
+          u"   (two digits per %: only units up to 0xFF come back)\n");
+    std::printf("mfStrCompareBVVersions(\"8.0.100\", \"8.0.99\") = %d; with \"8.0\" = %d "
+                "(and an assertion line)\n",
+                mfStrCompareBVVersions(u"8.0.100", u"8.0.99"),
+                mfStrCompareBVVersions(u"8.0", u"8.0.99"));
+}
+
 } // namespace
 
 int bvtool::RunTour(Args) {
@@ -135,6 +168,7 @@ int bvtool::RunTour(Args) {
     TourExceptions();
     TourAssertions();
     TourText();
+    TourStrings();
     std::printf("\nAt exit the CORE logger closes its channel:\n");
     return 0;
 }
