@@ -71,4 +71,13 @@ public:
 using WinExecHandler = std::function<UINT(const char* cmdLine, UINT show)>;
 BVPLATFORM_API void SetWinExecHandler(WinExecHandler handler);
 
+/// Makes the next call of the registry operation named `operation` ("RegCloseKey",
+/// "RegQueryValueExW", ...), on any thread, return `status` without doing anything. A status of
+/// 0 cancels a pending fault.
+BVPLATFORM_API void FailNextRegistryCall(const char* operation, LONG status);
+
+/// Forgets the registry's connection, cache and handles, so that the next call opens the hive of
+/// the prefix the environment names then (a test's fresh prefix).
+BVPLATFORM_API void ResetRegistry();
+
 } // namespace bvplatform::testing
