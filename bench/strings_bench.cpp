@@ -8,7 +8,6 @@
 #include <bvplatform/locale.h>
 
 #include <benchmark/benchmark.h>
-#include <dlfcn.h>
 #include <unicode/ucol.h>
 
 #include <array>
@@ -216,27 +215,13 @@ void BM_ToLower_1MiB_Baseline(benchmark::State& state) {
 
 // ---- Compare -------------------------------------------------------------------------------
 
-// ICU's C functions, found among the symbols the platform library loaded.
-#define BV_NAME_OF(f) BV_NAME_TEXT(f)
-#define BV_NAME_TEXT(f) #f
-
-template <typename F>
-F* Symbol(const char* name) {
-    void* symbol = dlsym(RTLD_DEFAULT, name);
-    if (symbol == nullptr) {
-        throw std::runtime_error(std::string("ICU symbol not found: ") + name);
-    }
-    return reinterpret_cast<F*>(symbol);
-}
-
+// ICU's C functions, as the platform's collation uses them.
 struct Icu {
-    decltype(ucol_open)* open = Symbol<decltype(ucol_open)>(BV_NAME_OF(ucol_open));
-    decltype(ucol_getRules)* getRules = Symbol<decltype(ucol_getRules)>(BV_NAME_OF(ucol_getRules));
-    decltype(ucol_openRules)* openRules =
-        Symbol<decltype(ucol_openRules)>(BV_NAME_OF(ucol_openRules));
-    decltype(ucol_setAttribute)* setAttribute =
-        Symbol<decltype(ucol_setAttribute)>(BV_NAME_OF(ucol_setAttribute));
-    decltype(ucol_strcoll)* strcoll = Symbol<decltype(ucol_strcoll)>(BV_NAME_OF(ucol_strcoll));
+    decltype(ucol_open)* open = &ucol_open;
+    decltype(ucol_getRules)* getRules = &ucol_getRules;
+    decltype(ucol_openRules)* openRules = &ucol_openRules;
+    decltype(ucol_setAttribute)* setAttribute = &ucol_setAttribute;
+    decltype(ucol_strcoll)* strcoll = &ucol_strcoll;
 };
 
 const Icu& TheIcu() {
