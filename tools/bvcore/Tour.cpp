@@ -1,8 +1,11 @@
 // bvcore tour: each capability of the library at work, in a few lines each.
 #include "Commands.h"
 
+#include "Core/Common/Crc32.h"
 #include "Core/Common/Exc.h"
 #include "Core/Common/Logger.h"
+#include "Core/Common/QueryStringParser.h"
+#include "Core/Common/StlGuid.h"
 #include "Core/Common/StrConv.h"
 #include "Core/Common/StrUtils.h"
 
@@ -158,6 +161,31 @@ void TourStrings() {
                 mfStrCompareBVVersions(u"8.0", u"8.0.99"));
 }
 
+void TourIdentifiers() {
+    Heading("Identifiers: a new GUID, a query string, a CRC-32");
+    const TStr made = mfStrMakeGuidStr();
+    Print(u"mfStrMakeGuidStr():           " + made + u"\n");
+    mcStlGuid guid;
+    if (mfStrConvertStrToGuid(made, guid)) {
+        Print(u"mfStrConvertGuidToStr:        " + mfStrConvertGuidToStr(guid, false) + u"\n");
+        Print(u"  ... with a dash every byte: " + mfStrConvertGuidToStr(guid, true) + u"\n");
+    }
+    const TStr url = u"http://host/play?track=Caf%C3%A9+Noir&rate=44100&flag&rate=48000&=x";
+    const mcQueryStringParser query(url);
+    Print(u"mcQueryStringParser(\"" + url + u"\") keeps:\n    " + Visible(query.Dump()) +
+          u"(a pair without \"=\" is dropped; a repeated name keeps its first value)\n");
+    TStr track;
+    if (query.GetValue(u"track", &track)) {
+        Print(u"GetValue(\"track\") = " + track + u", undecoded\n");
+    }
+    const char* text = "123456789";
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    const LONG whole = mfCrc32(0, bytes, 9);
+    const LONG chained = mfCrc32(static_cast<ULONG>(mfCrc32(0, bytes, 4)), bytes + 4, 5);
+    std::printf("mfCrc32(\"123456789\") = 0x%08X; in two steps 0x%08X\n",
+                static_cast<unsigned>(whole), static_cast<unsigned>(chained));
+}
+
 } // namespace
 
 int bvtool::RunTour(Args) {
@@ -169,6 +197,7 @@ int bvtool::RunTour(Args) {
     TourAssertions();
     TourText();
     TourStrings();
+    TourIdentifiers();
     std::printf("\nAt exit the CORE logger closes its channel:\n");
     return 0;
 }

@@ -80,4 +80,8 @@ BVPLATFORM_API void FailNextRegistryCall(const char* operation, LONG status);
 /// the prefix the environment names then (a test's fresh prefix).
 BVPLATFORM_API void ResetRegistry();
 
+/// Makes the next CoCreateGuid of the process, on any thread, return `result` without making a
+/// GUID. S_OK cancels a pending fault.
+BVPLATFORM_API void FailNextCoCreateGuid(HRESULT result);
+
 } // namespace bvplatform::testing
