@@ -27,7 +27,7 @@ constexpr std::size_t kBlock = 16; // bytes a block step looks at
 // Input and room left beyond a stretch: a step starting inside it reads a block, or a run of
 // characters the last of which starts inside the block and reads at most 4 bytes.
 constexpr std::size_t kStretchMargin = kBlock + 4;
-constexpr std::uint64_t kByteHighBits = 0x8080808080808080ull; // top bit of eight bytes
+[[maybe_unused]] constexpr std::uint64_t kByteHighBits = 0x8080808080808080ull; // top bits, 8 bytes
 constexpr std::uint64_t kUnitHighBits = 0xFF80FF80FF80FF80ull; // bits above 0x7F of four units
 
 template <typename T>
