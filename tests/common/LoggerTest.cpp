@@ -75,7 +75,9 @@ TEST_F(Logger, OpensThenWritesThenCloses) {
     viewer.SetOpenReply(5);
     {
         core::Logger logger(u"Player");
+        SetLastError(1234);
         logger.Log(u"hello");
+        EXPECT_EQ(GetLastError(), 1234u) << "the caller's last error is kept";
         logger.Log(u"");
     }
     ASSERT_EQ(viewer.Commands(), Commands({2, 7, 7, 3}));
@@ -89,20 +91,13 @@ TEST_F(Logger, OpensThenWritesThenCloses) {
     const auto& m = viewer.Messages();
     EXPECT_EQ(m[0].Text(), u"Player");
     EXPECT_EQ(m[0].U32(32), 7u);
+    for (std::size_t offset : {16u, 20u, 24u, 29u, 8040u, 8100u}) {
+        EXPECT_EQ(m[0].block[offset], 0) << "unwritten byte " << offset;
+    }
     EXPECT_EQ(m[1].Text(), u"hello");
     EXPECT_EQ(m[1].U32(4), 5u);  // the channel the viewer gave
     EXPECT_EQ(m[2].U32(32), 1u); // an empty line is the terminator alone
     EXPECT_EQ(m[3].U32(4), 5u);
-}
-
-TEST_F(Logger, UnwrittenBytesStartZeroed) {
-    TestViewer viewer;
-    core::Logger logger(u"L");
-    logger.Log(u"x");
-    const ViewerMessage& open = viewer.Messages().at(0);
-    for (std::size_t offset : {16u, 20u, 24u, 29u, 8040u, 8100u}) {
-        EXPECT_EQ(open.block[offset], 0) << offset;
-    }
 }
 
 TEST_F(Logger, PreviousResultTravelsWithTheNextMessage) {
@@ -213,14 +208,6 @@ TEST_F(Logger, OpenedLoggerWaitsForAnotherToFindTheNextViewer) {
     ASSERT_EQ(second.Commands(), Commands({2, 7, 7}));
     EXPECT_EQ(second.Messages()[2].Text(), u"three");
     EXPECT_EQ(second.Messages()[2].U32(8036), 0u); // the result of the lost send
-}
-
-TEST_F(Logger, KeepsTheCallersLastError) {
-    TestViewer viewer;
-    core::Logger logger(u"L");
-    SetLastError(1234);
-    logger.Log(u"x");
-    EXPECT_EQ(GetLastError(), 1234u);
 }
 
 TEST_F(Logger, ThreadsSendWholeMessages) {

@@ -48,7 +48,7 @@ TEST(StrConv, KnownEncodings) {
     }
 }
 
-TEST(StrConv, ZeroUnitsInsideConvertExceptIntoBstr) {
+TEST(StrConv, ZeroUnitsInsideConvertExceptToAndFromBstr) {
     const TStr text(u"ab\0c\u00e9", 5);
     const AStr narrow = mfConvertTToMBCS(text);
     EXPECT_EQ(narrow, AStr("ab\0c\xC3\xA9", 6));
@@ -58,9 +58,6 @@ TEST(StrConv, ZeroUnitsInsideConvertExceptIntoBstr) {
     const _bstr_t bstr = mfConvertTToBSTR(text);
     EXPECT_EQ(bstr.length(), 2u);
     EXPECT_EQ(TStr(bstr.GetBSTR()), u"ab");
-}
-
-TEST(StrConv, BstrStopsAtFirstZeroUnit) {
     BSTR counted = SysAllocStringLen(u"ab\0cd", 5);
     EXPECT_EQ(mfConvertBSTRToT(counted), u"ab");
     SysFreeString(counted);

@@ -1,5 +1,5 @@
 // CompareStringW: the recorded answers row by row, the word sort's late weights, the other
-// flags, explicit locales, failures, and calls from several threads.
+// flags, explicit locales and failures.
 #include "support/RefData.h"
 
 #include <bvplatform/base.h>
@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -63,11 +62,7 @@ TEST(Collate, ReferenceRows) {
 
 TEST(Collate, ReferenceFailures) {
     const auto table = bvtest::RefTable::Load("text.tsv");
-    const auto number = [&](const std::string& key) {
-        const auto row = table.Find(key);
-        EXPECT_TRUE(row.has_value()) << key;
-        return row ? bvtest::ParseNumber(row->value) : -1;
-    };
+    const auto number = [&](const std::string& key) { return bvtest::RefNumber(table, key); };
     SetLastError(0xdeadbeef);
     EXPECT_EQ(CompareStringW(LOCALE_USER_DEFAULT, 0, nullptr, -1, u"a", -1),
               number("CompareStringW.null_string.ret"));
@@ -133,24 +128,6 @@ TEST(Collate, CountedLengthsStopWhereTheyAreTold) {
     EXPECT_EQ(CompareStringW(LOCALE_USER_DEFAULT, 0, text, 0, u"", -1), CSTR_EQUAL);
     EXPECT_EQ(CompareStringW(LOCALE_USER_DEFAULT, 0, text, -5, u"abc", -1), CSTR_EQUAL);
     EXPECT_EQ(CompareStringW(LOCALE_USER_DEFAULT, 0, text + 4, 3, u"xyy", 3), CSTR_GREATER_THAN);
-}
-
-TEST(Collate, ManyThreadsShareTheCollators) {
-    std::vector<std::thread> threads;
-    std::vector<int> failures(4, 0);
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t, &failures] {
-            const DWORD flags = (t % 2 == 0) ? 0 : NORM_IGNORECASE;
-            const int expected = (t % 2 == 0) ? CSTR_LESS_THAN : CSTR_EQUAL;
-            for (int i = 0; i < 2000; ++i) {
-                failures[t] += Compare(t < 2 ? 0x0409 : 0x0407, flags, u"abc", u"ABC") != expected;
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
 } // namespace

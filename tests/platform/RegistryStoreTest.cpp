@@ -115,12 +115,6 @@ TEST_F(RegistryStore, BatchCommitsOrRollsBackAsOne) {
     EXPECT_EQ(BvRegEndBatch(TRUE), ERROR_INVALID_FUNCTION);
 }
 
-TEST_F(RegistryStore, FlushAndIntegrity) {
-    EXPECT_EQ(SetDword(m_key, u"f", 1), ERROR_SUCCESS);
-    EXPECT_EQ(RegFlushKey(m_key), ERROR_SUCCESS);
-    EXPECT_EQ(BvRegCheckIntegrity(), ERROR_SUCCESS);
-}
-
 // Damaged or foreign files: 1015 from the first call that meets the damage, a line on the debug
 // output, and the file left byte for byte.
 TEST_F(RegistryStore, BadFilesAreReportedAndLeftAlone) {

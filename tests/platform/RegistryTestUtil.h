@@ -52,13 +52,6 @@ protected:
     HKEY m_key = nullptr;    // HKCU\Software\RegTest, all access
 };
 
-/// A reference row's number; fails the test when the row is missing.
-inline std::int64_t RefNumber(const RefTable& table, const std::string& key) {
-    const std::optional<RefRow> row = table.Find(key);
-    EXPECT_TRUE(row.has_value()) << "no reference row " << key;
-    return row ? ParseNumber(row->value) : -1;
-}
-
 inline const RefTable& RegistryRef() {
     static const RefTable table = RefTable::Load("registry.tsv");
     return table;

@@ -54,9 +54,6 @@ TEST(SplitPath, ReferenceRows) {
 TEST(SplitPath, AllPartsAlsoOneByOne) {
     const std::array<std::u16string, 5> rows[] = {
         {u"C:\\music\\song.MP3", u"C:", u"\\music\\", u"song", u".MP3"},
-        {u"C:", u"C:", u"", u"", u""},
-        {u"\\\\?\\C:\\long\\path.txt", u"", u"\\\\?\\C:\\long\\", u"path", u".txt"},
-        {u"\\\\server\\share", u"", u"\\\\server\\", u"share", u""},
         {u"a/b/.c", u"", u"a/b/", u"", u".c"},
         {u"x.y.z/", u"", u"x.y.z/", u"", u""},
         {u"a:b:c.d", u"a:", u"", u"b:c", u".d"},

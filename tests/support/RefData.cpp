@@ -1,5 +1,7 @@
 #include "support/RefData.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -67,6 +69,12 @@ std::optional<RefRow> RefTable::Find(const std::string& key) const {
         }
     }
     return std::nullopt;
+}
+
+std::int64_t RefNumber(const RefTable& table, const std::string& key) {
+    const std::optional<RefRow> row = table.Find(key);
+    EXPECT_TRUE(row.has_value()) << "no reference row " << key;
+    return row ? ParseNumber(row->value) : -1;
 }
 
 std::u16string ParseUtf16(const std::string& quoted) {

@@ -44,6 +44,9 @@ private:
 /// Decodes "U+00C4" into its unit.
 [[nodiscard]] char16_t ParseUnit(const std::string& value);
 
+/// The number of the row of exactly this key; a missing row fails the test (and gives -1).
+[[nodiscard]] std::int64_t RefNumber(const RefTable& table, const std::string& key);
+
 /// Splits a key at the dots that stand outside double quotes.
 [[nodiscard]] std::vector<std::string> SplitKey(const std::string& key);
 

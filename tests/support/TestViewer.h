@@ -36,7 +36,6 @@ public:
     TestViewer(const TestViewer&) = delete;
     TestViewer& operator=(const TestViewer&) = delete;
 
-    [[nodiscard]] HWND Window() const { return m_window; }
     [[nodiscard]] const std::vector<ViewerMessage>& Messages() const { return m_messages; }
     /// Commands in arrival order.
     [[nodiscard]] std::vector<ULONG_PTR> Commands() const;
