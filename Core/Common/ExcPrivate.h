@@ -1,6 +1,8 @@
 // The throw procedure, used by every throw site of the library:
 //   BV_THROW(Class, description)              the function name comes from the compiler
-//   BV_THROW_AS("name", Class, description)   where a site records a name of its own
+//   BV_THROW_AS(name, Class, description)     where a site records another name: a literal,
+//                                             or the caller's from BV_FUNCTION_NAME when a
+//                                             helper throws on behalf of a public function
 // Both construct the exception, announce it (banner on the debug output, Log, DumpToDbwin) and
 // throw a copy of the same class.
 #pragma once
@@ -83,9 +85,12 @@ template <class E, class... Extra>
 #define BV_THROW_AS(name, Class, ...)                                                              \
     ::core::detail::Throw<Class>(name, __FILE__, __LINE__, __VA_ARGS__)
 
+/// Declares `var`, the enclosing function's qualified name, for helpers that throw on its behalf.
+#define BV_FUNCTION_NAME(var)                                                                      \
+    static constexpr auto var = ::core::detail::QualifiedFunctionName(__PRETTY_FUNCTION__)
+
 #define BV_THROW(Class, ...)                                                                       \
     do {                                                                                           \
-        static constexpr auto bvFunctionName_ =                                                    \
-            ::core::detail::QualifiedFunctionName(__PRETTY_FUNCTION__);                            \
+        BV_FUNCTION_NAME(bvFunctionName_);                                                         \
         BV_THROW_AS(bvFunctionName_.c_str(), Class, __VA_ARGS__);                                  \
     } while (false)

@@ -1,5 +1,6 @@
 // bvcore tour: each capability of the library at work, in a few lines each.
 #include "Commands.h"
+#include "TourSections.h"
 
 #include "Core/Common/Crc32.h"
 #include "Core/Common/Exc.h"
@@ -198,6 +199,7 @@ int bvtool::RunTour(Args) {
     TourText();
     TourStrings();
     TourIdentifiers();
+    TourRegistry();
     std::printf("\nAt exit the CORE logger closes its channel:\n");
     return 0;
 }

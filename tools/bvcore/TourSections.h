@@ -1,0 +1,11 @@
+// Sections of the bvcore tour that live in files of their own.
+#pragma once
+
+namespace bvtool {
+
+/// Registry keys and values: a scratch key below HKCU\Software, a value of each type written and
+/// read back, a type mismatch caught with its text, the direct settings route; the key is
+/// removed again.
+void TourRegistry();
+
+} // namespace bvtool
