@@ -200,6 +200,7 @@ int bvtool::RunTour(Args) {
     TourStrings();
     TourIdentifiers();
     TourRegistry();
+    TourDateTime();
     std::printf("\nAt exit the CORE logger closes its channel:\n");
     return 0;
 }

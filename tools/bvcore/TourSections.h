@@ -8,4 +8,8 @@ namespace bvtool {
 /// removed again.
 void TourRegistry();
 
+/// Dates and times: a date converted to an OLE date and back, the calendar reform, a span
+/// between two dates and the clock.
+void TourDateTime();
+
 } // namespace bvtool

@@ -84,4 +84,8 @@ BVPLATFORM_API void ResetRegistry();
 /// GUID. S_OK cancels a pending fault.
 BVPLATFORM_API void FailNextCoCreateGuid(HRESULT result);
 
+/// Makes the next GetTimeZoneInformation of the process, on any thread, return
+/// TIME_ZONE_ID_INVALID with last error `error`, leaving its record alone. 0 cancels.
+BVPLATFORM_API void FailNextGetTimeZoneInformation(DWORD error);
+
 } // namespace bvplatform::testing
