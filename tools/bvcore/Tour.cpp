@@ -201,6 +201,7 @@ int bvtool::RunTour(Args) {
     TourIdentifiers();
     TourRegistry();
     TourDateTime();
+    TourSettings();
     std::printf("\nAt exit the CORE logger closes its channel:\n");
     return 0;
 }

@@ -12,4 +12,8 @@ void TourRegistry();
 /// between two dates and the clock.
 void TourDateTime();
 
+/// Settings: a value stored for all users, read through the current user's path, with the
+/// physical path it resolved to; the all-users key is removed again.
+void TourSettings();
+
 } // namespace bvtool
