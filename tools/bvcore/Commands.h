@@ -11,4 +11,7 @@ using Args = std::span<char* const>; // the subcommand's own arguments
 /// A guided tour of the library's capabilities, on whatever prefix the environment names.
 int RunTour(Args args);
 
+/// The registry: query, add, delete, copy, export, import, protect and unprotect keys.
+int RunReg(Args args);
+
 } // namespace bvtool

@@ -202,6 +202,7 @@ int bvtool::RunTour(Args) {
     TourRegistry();
     TourDateTime();
     TourSettings();
+    TourRegFile();
     std::printf("\nAt exit the CORE logger closes its channel:\n");
     return 0;
 }

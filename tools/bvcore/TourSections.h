@@ -16,4 +16,8 @@ void TourDateTime();
 /// physical path it resolved to; the all-users key is removed again.
 void TourSettings();
 
+/// Registry files: a small key exported in the registry editor's format and shown as text; the
+/// key is removed again.
+void TourRegFile();
+
 } // namespace bvtool

@@ -14,6 +14,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"tour", "a guided tour of what the library does", bvtool::RunTour},
+    {"reg", "inspect, edit, export and import the registry", bvtool::RunReg},
 };
 
 int Usage(std::FILE* out) {
