@@ -273,6 +273,25 @@ TEST_F(Registry, EnumValueCreationOrderAndBuffers) {
               RefNumber(ref, "enumvalue.index0.databuf2.status"));
     EXPECT_EQ(size, RefNumber(ref, "enumvalue.index0.databuf2.size_after"));
     EXPECT_EQ(data[0], 0xCC);
+
+    // A listing read once must follow later writes: a deletion, a new value, a rewrite in place.
+    const auto list = [this] {
+        std::u16string listed;
+        WCHAR next[8];
+        DWORD nextLength = 8;
+        DWORD type = 0;
+        for (DWORD i = 0; RegEnumValueW(m_key, i, next, &nextLength, nullptr, &type, nullptr,
+                                        nullptr) == ERROR_SUCCESS;
+             ++i, nextLength = 8) {
+            listed += std::u16string(next, nextLength) + (type == REG_BINARY ? u"b " : u" ");
+        }
+        return listed;
+    };
+    ASSERT_EQ(RegDeleteValueW(m_key, u"a"), ERROR_SUCCESS);
+    EXPECT_EQ(list(), u"z m ");
+    ASSERT_EQ(Set(u"n", REG_DWORD, "\2\0\0\0", 4), ERROR_SUCCESS);
+    ASSERT_EQ(Set(u"z", REG_BINARY, "\3", 1), ERROR_SUCCESS);
+    EXPECT_EQ(list(), u"zb m n ");
 }
 
 // The default value: a null or empty name; a key lacks it until written.

@@ -345,7 +345,7 @@ LSTATUS RegQueryInfoKeyW(HKEY hKey, LPWSTR lpClass, LPDWORD lpcchClass, LPDWORD 
             return status;
         }
         std::vector<std::u16string> subKeys;
-        std::vector<NamedValue> values;
+        const std::vector<NamedValue>* values = nullptr;
         if (LONG status = hive.SubKeys(key.key, subKeys); status != ERROR_SUCCESS) {
             return status;
         }
@@ -358,7 +358,7 @@ LSTATUS RegQueryInfoKeyW(HKEY hKey, LPWSTR lpClass, LPDWORD lpcchClass, LPDWORD 
         for (const std::u16string& name : subKeys) {
             maxSubKey = std::max(maxSubKey, static_cast<DWORD>(name.size()));
         }
-        for (const NamedValue& value : values) {
+        for (const NamedValue& value : *values) {
             maxName = std::max(maxName, static_cast<DWORD>(value.name.size()));
             maxData = std::max(maxData, static_cast<DWORD>(value.value.data.size()));
         }
@@ -366,7 +366,7 @@ LSTATUS RegQueryInfoKeyW(HKEY hKey, LPWSTR lpClass, LPDWORD lpcchClass, LPDWORD 
             {lpcSubKeys, static_cast<DWORD>(subKeys.size())},
             {lpcbMaxSubKeyLen, maxSubKey},
             {lpcbMaxClassLen, 0},
-            {lpcValues, static_cast<DWORD>(values.size())},
+            {lpcValues, static_cast<DWORD>(values->size())},
             {lpcbMaxValueNameLen, maxName},
             {lpcbMaxValueLen, maxData},
             {lpcbSecurityDescriptor, 0},
@@ -437,14 +437,14 @@ LSTATUS RegEnumValueW(HKEY hKey, DWORD dwIndex, LPWSTR lpValueName, LPDWORD lpcc
         if (LONG status = ResolveLive(hive, hKey, KEY_QUERY_VALUE, key); status != ERROR_SUCCESS) {
             return status;
         }
-        std::vector<NamedValue> values;
+        const std::vector<NamedValue>* values = nullptr;
         if (LONG status = hive.Values(key.key, values); status != ERROR_SUCCESS) {
             return status;
         }
-        if (dwIndex >= values.size()) {
+        if (dwIndex >= values->size()) {
             return LONG{ERROR_NO_MORE_ITEMS};
         }
-        const NamedValue& value = values[dwIndex];
+        const NamedValue& value = (*values)[dwIndex];
         if (*lpcchValueName <= value.name.size()) {
             return LONG{ERROR_MORE_DATA};
         }

@@ -594,20 +594,34 @@ LONG Hive::SubKeys(std::int64_t id, std::vector<std::u16string>& names) {
     return rc == SQLITE_DONE ? LONG{ERROR_SUCCESS} : Fail(rc, "listing sub-keys");
 }
 
-LONG Hive::Values(std::int64_t id, std::vector<NamedValue>& values) {
-    sqlite3_stmt* stmt = Prepare(kValues);
-    if (stmt == nullptr) {
-        return Fail(sqlite3_errcode(m_db), "prepare");
+LONG Hive::Values(std::int64_t id, const std::vector<NamedValue>*& values) {
+    const KeyRec* rec = nullptr;
+    if (LONG status = Key(id, rec); status != ERROR_SUCCESS) {
+        return status;
     }
-    Using use(stmt);
-    sqlite3_bind_int64(stmt, 1, id);
-    int rc = SQLITE_ROW;
-    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
-        values.push_back(
-            {ColumnName(stmt, 0),
-             {static_cast<DWORD>(sqlite3_column_int64(stmt, 1)), ColumnBytes(stmt, 2)}});
+    // Enumeration asks by index, so the list is read once rather than at every index.
+    CachedKey& entry = *Cached(id);
+    if (!entry.listed) {
+        sqlite3_stmt* stmt = Prepare(kValues);
+        if (stmt == nullptr) {
+            return Fail(sqlite3_errcode(m_db), "prepare");
+        }
+        Using use(stmt);
+        sqlite3_bind_int64(stmt, 1, id);
+        std::vector<NamedValue> listed;
+        int rc = SQLITE_ROW;
+        while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+            listed.push_back(
+                {ColumnName(stmt, 0),
+                 {static_cast<DWORD>(sqlite3_column_int64(stmt, 1)), ColumnBytes(stmt, 2)}});
+        }
+        if (rc != SQLITE_DONE) {
+            return Fail(rc, "listing values");
+        }
+        entry.listed = std::move(listed);
     }
-    return rc == SQLITE_DONE ? LONG{ERROR_SUCCESS} : Fail(rc, "listing values");
+    values = &*entry.listed;
+    return ERROR_SUCCESS;
 }
 
 // ---- writes -------------------------------------------------------------------------------
@@ -704,7 +718,9 @@ LONG Hive::SetValue(std::int64_t key, std::u16string_view name, DWORD type, std:
         if (int rc = sqlite3_step(stmt); rc != SQLITE_DONE) {
             return Fail(rc, "writing a value");
         }
-        m_keys[key].values[FoldName(name)] = ValueRec{type, std::move(data)};
+        CachedKey& entry = m_keys[key];
+        entry.values[FoldName(name)] = ValueRec{type, std::move(data)};
+        entry.listed.reset();
         return LONG{ERROR_SUCCESS};
     });
 }
@@ -728,7 +744,9 @@ LONG Hive::DeleteValue(std::int64_t key, std::u16string_view name) {
         if (sqlite3_changes(m_db) == 0) {
             return LONG{ERROR_FILE_NOT_FOUND};
         }
-        m_keys[key].values[FoldName(name)] = std::nullopt;
+        CachedKey& entry = m_keys[key];
+        entry.values[FoldName(name)] = std::nullopt;
+        entry.listed.reset();
         return LONG{ERROR_SUCCESS};
     });
 }

@@ -78,8 +78,9 @@ public:
 
     /// Sub-key names in the platform's order (by upper-cased units).
     LONG SubKeys(std::int64_t id, std::vector<std::u16string>& names);
-    /// Values in creation order.
-    LONG Values(std::int64_t id, std::vector<NamedValue>& values);
+    /// Values in creation order, listed once and kept until the key's values change; the list
+    /// lives until the next call of the hive.
+    LONG Values(std::int64_t id, const std::vector<NamedValue>*& values);
 
     LONG BeginBatch();
     LONG EndBatch(bool commit);
@@ -99,6 +100,7 @@ private:
         KeyRec rec;                                                // the row
         std::unordered_map<std::u16string, std::int64_t> children; // folded name -> id, 0 missing
         std::unordered_map<std::u16string, std::optional<ValueRec>> values; // folded name -> value
+        std::optional<std::vector<NamedValue>> listed; // all values in creation order, once listed
     };
 
     LONG Open();
