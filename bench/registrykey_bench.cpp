@@ -7,6 +7,8 @@
 
 #include <bvplatform/winerror.h>
 
+#include "TempPrefix.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
@@ -23,16 +25,7 @@ constexpr const char16_t* kKey = u"Software\\Bench";
 /// Points the process at a temporary prefix (removed at exit) and writes the values once.
 void Prepare() {
     static const bool done = [] {
-        std::string templ = (std::filesystem::temp_directory_path() / "bvkeybench-XXXXXX").string();
-        if (mkdtemp(templ.data()) == nullptr) {
-            std::abort();
-        }
-        setenv("BV_PREFIX", templ.c_str(), 1);
-        static const std::string dir = templ;
-        std::atexit([] {
-            std::error_code ec;
-            std::filesystem::remove_all(dir, ec);
-        });
+        bvbench::UseTemporaryPrefix("bvkeybench");
         RegistryKey key(RegistryKey::eSubTreeCurrentUser, kKey, KEY_ALL_ACCESS, true);
         key.SetValueDWord(u"d", 42);
         key.SetValueString(u"s", u"C:\\Music\\Library");

@@ -6,6 +6,8 @@
 #include <bvplatform/registry.h>
 #include <bvplatform/winerror.h>
 
+#include "TempPrefix.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
@@ -26,16 +28,7 @@ struct Resolver : core::settings::Setting {
 /// Points the process at a temporary prefix (removed at exit) and stores the all-users value.
 void Prepare() {
     static const bool done = [] {
-        std::string templ = (std::filesystem::temp_directory_path() / "bvsetbench-XXXXXX").string();
-        if (mkdtemp(templ.data()) == nullptr) {
-            std::abort();
-        }
-        setenv("BV_PREFIX", templ.c_str(), 1);
-        static const std::string dir = templ;
-        std::atexit([] {
-            std::error_code ec;
-            std::filesystem::remove_all(dir, ec);
-        });
+        bvbench::UseTemporaryPrefix("bvsetbench");
         RegistryKey key(RegistryKey::eSubTreeUsers, u".DEFAULT\\Software\\Bench", KEY_ALL_ACCESS,
                         true);
         key.SetValueDWord(u"Volume", 7);

@@ -7,6 +7,8 @@
 #include <bvplatform/testing.h>
 #include <bvplatform/winerror.h>
 
+#include "ThrownText.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -41,18 +43,7 @@ struct OpenKey : RegistryKey {
     using RegistryKey::StringToMultiString_;
 };
 
-/// The description of what `action` threw; the class must be exactly E.
-template <class E, class F>
-TStr ThrownText(F action) {
-    try {
-        action();
-    } catch (const mcExc& e) {
-        EXPECT_EQ(typeid(e).name(), typeid(E).name());
-        return e.whatT();
-    }
-    ADD_FAILURE() << "nothing thrown";
-    return {};
-}
+using bvtest::ThrownText;
 
 class RegistryKeyTest : public bvtest::RegistryFixture {
 protected:

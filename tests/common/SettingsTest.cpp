@@ -7,6 +7,8 @@
 #include <bvplatform/regadmin.h>
 #include <bvplatform/testing.h>
 
+#include "ThrownText.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -31,18 +33,7 @@ struct OpenSetting : Setting {
     using Setting::Setting;
 };
 
-/// The description of what `action` threw; the class must be exactly E.
-template <class E>
-TStr ThrownText(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const mcExc& e) {
-        EXPECT_EQ(typeid(e).name(), typeid(E).name());
-        return e.whatT();
-    }
-    ADD_FAILURE() << "nothing thrown";
-    return {};
-}
+using bvtest::ThrownText;
 
 class SettingTest : public bvtest::RegistryFixture {
 protected:
