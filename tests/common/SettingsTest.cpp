@@ -2,9 +2,8 @@
 // and value, nothing, read-only keys), the setting's members and their failure texts.
 #include "Core/Common/Settings.h"
 
-#include "platform/RegistryTestUtil.h"
+#include "SettingsTestUtil.h"
 
-#include <bvplatform/regadmin.h>
 #include <bvplatform/testing.h>
 
 #include "ThrownText.h"
@@ -21,10 +20,6 @@ using core::settings::Setting;
 namespace {
 
 constexpr REGSAM kAll = KEY_ALL_ACCESS;
-constexpr auto kUser = RegistryKey::eSubTreeCurrentUser;
-constexpr auto kUsers = RegistryKey::eSubTreeUsers;
-const TStr kOwn = u"\\USERS\\CURRENT\\SetTest";
-const TStr kShared = u"\\USERS\\ALL\\SetTest";
 
 /// Opens the protected members.
 struct OpenSetting : Setting {
@@ -35,22 +30,7 @@ struct OpenSetting : Setting {
 
 using bvtest::ThrownText;
 
-class SettingTest : public bvtest::RegistryFixture {
-protected:
-    /// Creates `name` below Software\SetTest of the current user or of the default user.
-    static RegistryKey Key(RegistryKey::mtSubTree subTree, const TStr& name = u"") {
-        const TStr root = subTree == kUser ? u"Software\\SetTest" : u".DEFAULT\\Software\\SetTest";
-        return RegistryKey(subTree, (root + (name.empty() ? u"" : u"\\" + name)).c_str(), kAll,
-                           true);
-    }
-    static void ReadOnly(RegistryKey::mtSubTree subTree, const TStr& name) {
-        const TStr path =
-            (subTree == kUser ? u"Software\\SetTest\\" : u".DEFAULT\\Software\\SetTest\\") + name;
-        ASSERT_EQ(BvRegSetKeyReadOnly(subTree == kUser ? HKEY_CURRENT_USER : HKEY_USERS,
-                                      path.c_str(), TRUE),
-                  ERROR_SUCCESS);
-    }
-};
+class SettingTest : public bvtest::SettingsFixture {};
 
 } // namespace
 

@@ -16,6 +16,11 @@ void TourDateTime();
 /// physical path it resolved to; the all-users key is removed again.
 void TourSettings();
 
+/// Setting values: bool, double, POINT and RECT as they lie in the registry and read back typed,
+/// a damaged value with and without a default, and a write through the current user's path that
+/// copies the all-users value down first. Everything is removed again.
+void TourSettingValues();
+
 /// Registry files: a small key exported in the registry editor's format and shown as text; the
 /// key is removed again.
 void TourRegFile();

@@ -19,23 +19,16 @@ void Line(const std::string& label, const TStr& text) {
     std::printf("  %-34s %s\n", label.c_str(), mfConvertTToUTF8(text).c_str());
 }
 
-/// Opens the key a read uses, the way the typed reads open it.
-struct TourSetting : core::settings::Setting {
-    using Setting::RegistryKeyForReading;
-    using Setting::Setting;
-};
-
 void ShowFallBack() {
     RegistryKey(RegistryKey::eSubTreeUsers, u".DEFAULT\\Software\\Brontavale Tour\\Player",
                 KEY_ALL_ACCESS, true)
         .SetValueString(u"Skin", u"Midnight");
     Line("stored for all users", u"HKEY_USERS\\.DEFAULT\\Software\\Brontavale Tour\\Player\\Skin");
-    const TourSetting skin(u"\\USERS\\CURRENT\\Brontavale Tour\\Player\\Skin");
+    const core::settings::Setting skin(u"\\USERS\\CURRENT\\Brontavale Tour\\Player\\Skin");
     Line("Path", skin.Path());
     Line("PhysicalPath", skin.PhysicalPath());
     Line("IsVirtual", skin.IsVirtual() ? u"true" : u"false");
-    Line("read through the setting",
-         skin.RegistryKeyForReading().GetValueString(skin.Name().c_str()));
+    Line("ValueTStr", skin.ValueTStr());
 }
 
 } // namespace
@@ -50,6 +43,7 @@ void TourSettings() {
     } catch (const mcExc& e) {
         Line("failed", e.whatT());
     }
+    TourSettingValues();
 }
 
 } // namespace bvtool

@@ -76,6 +76,9 @@ BVPLATFORM_API void SetWinExecHandler(WinExecHandler handler);
 /// 0 cancels a pending fault.
 BVPLATFORM_API void FailNextRegistryCall(const char* operation, LONG status);
 
+/// The registry write transactions this process has committed so far (a batch counts once).
+BVPLATFORM_API unsigned long RegistryCommitCount();
+
 /// Forgets the registry's connection, cache and handles, so that the next call opens the hive of
 /// the prefix the environment names then (a test's fresh prefix).
 BVPLATFORM_API void ResetRegistry();

@@ -49,6 +49,21 @@ using HCURSOR = HICON;
 using HBRUSH = struct HBRUSH__*;
 using HMENU = struct HMENU__*;
 
+// A point and a rectangle in 32-bit signed coordinates, as the window system lays them out.
+struct tagPOINT {
+    LONG x;
+    LONG y;
+};
+using POINT = tagPOINT;
+
+struct tagRECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+};
+using RECT = tagRECT;
+
 #ifndef TRUE
 #define TRUE 1
 #endif

@@ -555,6 +555,10 @@ void FailNextRegistryCall(const char* operation, LONG status) {
     faults.any = !faults.pending.empty();
 }
 
+unsigned long RegistryCommitCount() {
+    return Hive::CommitCount();
+}
+
 void ResetRegistry() {
     Hive& hive = Hive::Instance();
     std::lock_guard lock(hive.Mutex());

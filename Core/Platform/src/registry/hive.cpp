@@ -626,6 +626,20 @@ LONG Hive::Values(std::int64_t id, const std::vector<NamedValue>*& values) {
 
 // ---- writes -------------------------------------------------------------------------------
 
+namespace {
+std::atomic<unsigned long> g_commits{0}; // successful write transactions of this process
+} // namespace
+
+void Hive::CountCommit(LONG status) {
+    if (status == ERROR_SUCCESS) {
+        g_commits.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+unsigned long Hive::CommitCount() {
+    return g_commits.load(std::memory_order_relaxed);
+}
+
 // One write transaction around `body`. The sequence word is odd from BEGIN IMMEDIATE to the
 // end, so that other processes read through SQL meanwhile (and after a writer was killed).
 LONG Hive::Write(const std::function<LONG()>& body) {
@@ -640,6 +654,7 @@ LONG Hive::Write(const std::function<LONG()>& body) {
     if (status == ERROR_SUCCESS) {
         const int rc = sqlite3_exec(m_db, "COMMIT", nullptr, nullptr, nullptr);
         status = rc == SQLITE_OK ? LONG{ERROR_SUCCESS} : Fail(rc, "COMMIT");
+        CountCommit(status);
     }
     if (status != ERROR_SUCCESS) {
         sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -826,6 +841,9 @@ LONG Hive::EndBatch(bool commit) {
     }
     m_batch = false;
     LONG status = commit ? Exec("COMMIT") : LONG{ERROR_SUCCESS};
+    if (commit) {
+        CountCommit(status);
+    }
     if (!commit || status != ERROR_SUCCESS) {
         sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
     }

@@ -43,6 +43,8 @@ constexpr unsigned kPredefinedCount = 7;
 class Hive {
 public:
     static Hive& Instance();
+    /// Write transactions this process committed (a batch counts once).
+    static unsigned long CommitCount();
 
     /// Guards everything of the hive and of the handle table.
     std::mutex& Mutex() { return m_mutex; }
@@ -95,6 +97,8 @@ public:
     void InChild();
 
 private:
+    /// Counts a commit that succeeded.
+    static void CountCommit(LONG status);
     enum Sql : unsigned;
     struct CachedKey {
         KeyRec rec;                                                // the row
