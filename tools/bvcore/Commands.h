@@ -14,4 +14,7 @@ int RunTour(Args args);
 /// The registry: query, add, delete, copy, export, import, protect and unprotect keys.
 int RunReg(Args args);
 
+/// The settings store: get, set, delete, list and tree on settings paths.
+int RunSettings(Args args);
+
 } // namespace bvtool

@@ -15,6 +15,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"tour", "a guided tour of what the library does", bvtool::RunTour},
     {"reg", "inspect, edit, export and import the registry", bvtool::RunReg},
+    {"settings", "read, write, delete and list settings", bvtool::RunSettings},
 };
 
 int Usage(std::FILE* out) {
