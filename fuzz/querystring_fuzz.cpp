@@ -4,26 +4,15 @@
 #include "Core/Common/QueryStringParser.h"
 #include "Core/Common/StlGuid.h"
 
+#include "FuzzSupport.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
-namespace {
-
-void Check(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
-TStr UnitsOf(const std::uint8_t* data, std::size_t size) {
-    TStr text(size / 2, u'\0');
-    std::memcpy(text.data(), data, text.size() * sizeof(char16_t));
-    return text;
-}
-
-} // namespace
+using bvfuzz::Check;
+using bvfuzz::UnitsOf;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const TStr text = UnitsOf(data, size);

@@ -4,6 +4,8 @@
 #include "Core/Common/Exc.h"
 #include "Core/Common/XMLUtil.h"
 
+#include "FuzzSupport.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -16,17 +18,8 @@ namespace {
 
 using namespace core::xml;
 
-void Check(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
-TStr UnitsOf(const std::uint8_t* data, std::size_t size) {
-    TStr text(size / 2, u'\0');
-    std::memcpy(text.data(), data, text.size() * sizeof(char16_t));
-    return text;
-}
+using bvfuzz::Check;
+using bvfuzz::UnitsOf;
 
 void CheckSplit(const TStr& text) {
     TStrVec tokens = {u"stale"};
