@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -337,6 +338,8 @@ TEST_F(WindowsTest, DestroyedAndMadeUpHandlesFailSafely) {
 }
 
 TEST_F(WindowsTest, WinExecFailsUnlessAHandlerStandsIn) {
+    const std::string path = std::getenv("PATH") ? std::getenv("PATH") : "";
+    setenv("PATH", "", 1); // no viewer to be found
     for (const char* line : {"BVDiag.exe", "", static_cast<const char*>(nullptr)}) {
         SetLastError(0xdeadbeef);
         EXPECT_EQ(WinExec(line, SW_HIDE), ERROR_FILE_NOT_FOUND);
@@ -355,10 +358,41 @@ TEST_F(WindowsTest, WinExecFailsUnlessAHandlerStandsIn) {
     EXPECT_EQ(FindWindowW(nullptr, u"Brontavale_BVDiag"), m_windows.back());
     bvplatform::testing::SetWinExecHandler({});
     EXPECT_EQ(WinExec("BVDiag.exe", SW_HIDE), ERROR_FILE_NOT_FOUND);
+    setenv("PATH", path.c_str(), 1);
 
     EXPECT_NE(GetModuleHandleW(nullptr), nullptr);
     EXPECT_EQ(GetModuleHandleW(u"kernel32.dll"), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+}
+
+TEST_F(WindowsTest, MessageLoopEndsAtQuitAndNamesTheSender) {
+    SetLastError(0xdeadbeef);
+    EXPECT_EQ(GetMessageW(nullptr, nullptr, 0, 0), -1);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    MSG message;
+    std::memset(&message, 0xCC, sizeof message);
+    HWND window = Create(u"loop");
+    EXPECT_EQ(GetMessageW(&message, window, 0, 0), -1);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_EQ(BvGetMessageSenderProcessId(), 0u);
+
+    DWORD sender = 0;
+    Behave(On(WM_USER, [&](HWND, WPARAM, LPARAM) {
+        sender = BvGetMessageSenderProcessId();
+        PostQuitMessage(9);
+        return 0;
+    }));
+    PostQuitMessage(3);
+    // Sent from another thread, the procedure's quit still ends the window's thread's loop,
+    // replacing the earlier code.
+    std::thread([window] { SendMessageW(window, WM_USER, 0, 0); }).join();
+    EXPECT_EQ(sender, static_cast<DWORD>(getpid()));
+    EXPECT_EQ(BvGetMessageSenderProcessId(), 0u);
+    EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), FALSE);
+    EXPECT_EQ(message.hwnd, nullptr);
+    EXPECT_EQ(message.message, WM_QUIT);
+    EXPECT_EQ(message.wParam, 9u);
+    EXPECT_EQ(DispatchMessageW(&message), 0);
 }
 
 // A logger's destructor sends to its viewer during static destruction at exit. The sender is

@@ -71,6 +71,10 @@ public:
 using WinExecHandler = std::function<UINT(const char* cmdLine, UINT show)>;
 BVPLATFORM_API void SetWinExecHandler(WinExecHandler handler);
 
+/// The window station directory that the environment names now (it need not exist yet): where
+/// the windows of all processes of this prefix meet. Tests use it to damage the station.
+BVPLATFORM_API std::string StationDirectory();
+
 /// Makes the next call of the registry operation named `operation` ("RegCloseKey",
 /// "RegQueryValueExW", ...), on any thread, return `status` without doing anything. A status of
 /// 0 cancels a pending fault.

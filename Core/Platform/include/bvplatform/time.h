@@ -80,3 +80,23 @@ BVPLATFORM_API __time64_t _mktime64(std::tm* tm);
 /// The clock: seconds, milliseconds, the zone's standard bias and the daylight flag.
 /// Fails: nothing; a null `t` is ignored.
 BVPLATFORM_API void _ftime64(__timeb64* t);
+
+/// The platform's 64-bit signed count, as the high-resolution counter hands it over.
+union _LARGE_INTEGER {
+    struct {
+        DWORD LowPart; // the low 32 bits
+        LONG HighPart; // the high 32 bits
+    } u;
+    LONGLONG QuadPart; // the whole value
+};
+using LARGE_INTEGER = _LARGE_INTEGER;
+
+/// The high-resolution counter: the monotonic clock in ticks of QueryPerformanceFrequency,
+/// counting from an arbitrary start; never goes back, and is the same in every process.
+/// Fails: FALSE with ERROR_NOACCESS for a null pointer.
+BVPLATFORM_API BOOL QueryPerformanceCounter(LARGE_INTEGER* lpPerformanceCount);
+
+/// The counter's ticks per second: a constant 10,000,000 (100 ns ticks, what current versions of
+/// the platform report), fixed at boot on the platform and for the life of the system here.
+/// Fails: FALSE with ERROR_NOACCESS for a null pointer.
+BVPLATFORM_API BOOL QueryPerformanceFrequency(LARGE_INTEGER* lpFrequency);

@@ -1,6 +1,14 @@
 // Top-level windows and window messages. A window belongs to the thread that created it; the
 // stand-in has no desktop, so a window is a record (class, title, user data, procedure) in the
-// process's window station, found by EnumWindows and FindWindowW and reached by SendMessageW.
+// window station, found by EnumWindows and FindWindowW and reached by SendMessageW.
+//
+// The station is shared by the processes of one user and one prefix: a private directory
+// (under $XDG_RUNTIME_DIR, else brontavale-<uid> in the temporary directory) that is checked at
+// every use and refused when it is a symlink, another user's, or open to group or others; then
+// other processes' windows are not found and this process's windows stay its own. A window of
+// another process is read from its record without asking its owner (a hung owner does not hold
+// up discovery), disappears when its process dies, and is reached over a socket. Window handles
+// are the same in every process of the station and never reused.
 #pragma once
 
 #include <bvplatform/export.h>
@@ -75,6 +83,18 @@ struct COPYDATASTRUCT {
 };
 using PCOPYDATASTRUCT = COPYDATASTRUCT*;
 
+// A message as the message loop hands it over.
+struct tagMSG {
+    HWND hwnd;     // the window it is for
+    UINT message;  // the message number
+    WPARAM wParam; // its first parameter
+    LPARAM lParam; // its second parameter
+    DWORD time;    // when it was queued, in milliseconds since the system started
+    POINT pt;      // where the cursor was (always 0,0: the stand-in has no cursor)
+};
+using MSG = tagMSG;
+using LPMSG = MSG*;
+
 /// Registers a window class for this process. Returns the class atom, 0 on failure. Names
 /// compare case-insensitively; hInstance is not part of the key (one module per process).
 /// Fails: ERROR_INVALID_PARAMETER (null class record, null, empty or atom name, null procedure,
@@ -103,10 +123,12 @@ BVPLATFORM_API LRESULT DefWindowProcW(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM
 
 /// Destroys a window: WM_DESTROY and WM_NCDESTROY, then the handle stops being a window and
 /// is never used again. A procedure that destroys its window again while it is being destroyed
-/// gets TRUE and no further messages. Fails: ERROR_INVALID_WINDOW_HANDLE.
+/// gets TRUE and no further messages. Fails: ERROR_INVALID_WINDOW_HANDLE, ERROR_ACCESS_DENIED
+/// (another process's window).
 BVPLATFORM_API BOOL DestroyWindow(HWND hWnd);
 
-/// Calls lpEnumFunc for each top-level window, the newest first, until it returns FALSE.
+/// Calls lpEnumFunc for each top-level window of the station (of every process), the newest
+/// first, until it returns FALSE.
 /// Returns TRUE when the walk ran to the end, FALSE when the callback stopped it (the last
 /// error is the callback's). The walk runs over a snapshot: windows the callback creates are
 /// not visited, windows it destroys are skipped. Fails: ERROR_INVALID_PARAMETER (null
@@ -118,16 +140,18 @@ BVPLATFORM_API BOOL EnumWindows(WNDENUMPROC lpEnumFunc, LPARAM lParam);
 /// Fails: ERROR_INVALID_WINDOW_HANDLE, ERROR_INVALID_INDEX (1413); returns 0.
 BVPLATFORM_API LONG GetWindowLongW(HWND hWnd, int nIndex);
 
-/// Sets a window's 32-bit value and returns the previous one. Fails as GetWindowLongW. A
-/// previous value of 0 is no failure, and success does not clear the last error: a caller that
-/// must tell the two apart clears it before the call.
+/// Sets a window's 32-bit value and returns the previous one; other processes see the new value
+/// at once. Fails as GetWindowLongW, and with ERROR_ACCESS_DENIED for another process's window.
+/// A previous value of 0 is no failure, and success does not clear the last error: a caller
+/// that must tell the two apart clears it before the call.
 BVPLATFORM_API LONG SetWindowLongW(HWND hWnd, int nIndex, LONG dwNewLong);
 
 /// The first top-level window whose class name and title match (case-insensitively); a null
 /// class or title matches any. Returns null when none does (ERROR_SUCCESS is not set).
 BVPLATFORM_API HWND FindWindowW(LPCWSTR lpClassName, LPCWSTR lpWindowName);
 
-/// TRUE if the handle names an existing window.
+/// TRUE if the handle names an existing window (of another process: one whose process lives).
+/// Cheap: it neither walks the station nor contacts the owner.
 BVPLATFORM_API BOOL IsWindow(HWND hWnd);
 
 /// Copies a window's title, cut to nMaxCount - 1 units and terminated. Returns the units
@@ -135,20 +159,58 @@ BVPLATFORM_API BOOL IsWindow(HWND hWnd);
 /// Fails: ERROR_INVALID_WINDOW_HANDLE; returns 0 and leaves an empty text in the buffer.
 BVPLATFORM_API int GetWindowTextW(HWND hWnd, LPWSTR lpString, int nMaxCount);
 
-/// Sends a message and waits for the procedure's result. For a window of this process the
-/// procedure is called on the calling thread (serialised per window); WM_COPYDATA's record is
-/// valid only during the call. Fails: ERROR_INVALID_WINDOW_HANDLE; returns 0.
+/// Sends a message and waits, without time-out, for the procedure's result. For a window of
+/// this process the procedure is called on the calling thread (serialised per window). For a
+/// window of another process it runs on the window's thread inside its GetMessageW, one message
+/// at a time; only WM_COPYDATA (its bytes are copied; the receiver's record is valid only
+/// during the call), WM_NULL, WM_CLOSE and messages from WM_USER up (parameters as plain
+/// numbers) can go there. A sending thread does not handle messages sent to its own windows
+/// while it waits. Fails: ERROR_INVALID_WINDOW_HANDLE (no window, or its process ended before
+/// answering), ERROR_INVALID_PARAMETER (another message to another process, a null or oversized
+/// copy-data record); returns 0.
 BVPLATFORM_API LRESULT SendMessageW(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam);
+
+/// Waits (without spinning) for the next message of the calling thread's windows (hWnd null;
+/// the message range filters are ignored) and fills *lpMsg. A message sent from another process
+/// is delivered here: it is dispatched to its window procedure inside this call and the sender
+/// gets its result; the loop sees only posted messages, and the only one the stand-in posts is
+/// WM_QUIT. Returns TRUE, FALSE for WM_QUIT (after PostQuitMessage), -1 on failure. The first
+/// call in a program started by WinExec tells the starter that the program is ready.
+/// Fails: ERROR_INVALID_PARAMETER (null lpMsg), ERROR_INVALID_WINDOW_HANDLE (a filter window).
+BVPLATFORM_API BOOL GetMessageW(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax);
+
+/// Hands a message from GetMessageW to its window's procedure and returns the procedure's result;
+/// 0 for a null message or a message without a window.
+/// Fails: ERROR_INVALID_WINDOW_HANDLE (a window that is not one of this process); returns 0.
+BVPLATFORM_API LRESULT DispatchMessageW(const MSG* lpMsg);
+
+/// Asks the calling thread's message loop to end: its next GetMessageW returns FALSE with
+/// WM_QUIT and the exit code in wParam. Called from a procedure that runs for another thread's
+/// window (a send from another thread of this process), it ends that thread's loop, as on the
+/// platform, where the procedure would run on that thread.
+BVPLATFORM_API void PostQuitMessage(int nExitCode);
+
+/// Extension of the stand-in: the process id of the sender of the message that the calling
+/// thread's window procedure is handling now; the own process id for a message sent from this
+/// process, 0 outside a window procedure.
+BVPLATFORM_API DWORD BvGetMessageSenderProcessId();
 
 /// The thread (and through lpdwProcessId the process) that created a window.
 /// Fails: ERROR_INVALID_WINDOW_HANDLE; returns 0 and leaves *lpdwProcessId untouched.
 BVPLATFORM_API DWORD GetWindowThreadProcessId(HWND hWnd, DWORD* lpdwProcessId);
 
 /// Starts a program. Returns a value above 31 on success, otherwise ERROR_FILE_NOT_FOUND (2),
-/// ERROR_PATH_NOT_FOUND (3) or ERROR_BAD_FORMAT (11), also set as the last error. Does not wait
-/// for the program. The stand-in starts none yet: every command line (and a null one) gives
-/// ERROR_FILE_NOT_FOUND, unless testing::SetWinExecHandler installed a stand-in, whose result
-/// is returned as it is.
+/// ERROR_PATH_NOT_FOUND (3) or ERROR_BAD_FORMAT (11), also set as the last error. The stand-in
+/// starts only the diagnostics viewer: a command line whose program is BVDiag (any case, with
+/// or without .exe and a directory part; a quoted program may hold spaces) runs `bvdiag` with
+/// the remaining words as arguments. It is looked for beside the calling executable, then in
+/// ../bin from this library's directory, then in the absolute directories of PATH, never in the
+/// current directory. The program keeps the environment and is detached (another session,
+/// standard streams on /dev/null, no other inherited descriptor, not a child of the caller).
+/// WinExec returns once its first GetMessageW runs (or it ends, or after 5 seconds), so that its
+/// window can be found at once. Any other program, a null line, or a viewer not found gives
+/// ERROR_FILE_NOT_FOUND without starting anything; ERROR_NOT_ENOUGH_MEMORY when no process can
+/// be made. testing::SetWinExecHandler installs a stand-in, whose result is returned as is.
 BVPLATFORM_API UINT WinExec(LPCSTR lpCmdLine, UINT uCmdShow);
 
 /// For a null name, the handle of the calling program (the executable's module): a fixed

@@ -1,6 +1,8 @@
 // The stand-in's per-user state directory.
 #include "base/prefix.h"
 
+#include <bvplatform/base.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <pwd.h>
@@ -60,3 +62,7 @@ std::string EnsurePrefix() {
 }
 
 } // namespace bvplatform::detail
+
+std::string BvEnsurePrefix() {
+    return bvplatform::detail::EnsurePrefix();
+}

@@ -1,17 +1,28 @@
 // A window of this process.
 #include "windows/localwindow.h"
 
-#include <cstring>
+#include "windows/messageloop.h"
+#include "windows/publication.h"
+
 #include <sys/types.h>
 #include <unistd.h>
 
 namespace bvplatform::detail {
 
 LocalWindow::LocalWindow(HWND handle, Record record)
-    : Window(handle), m_className(std::move(record.className)), m_procedure(record.procedure),
-      m_threadId(static_cast<DWORD>(gettid())), m_processId(static_cast<DWORD>(getpid())),
-      m_title(std::move(record.title)), m_style(record.style), m_exStyle(record.exStyle),
-      m_id(record.id), m_extra(static_cast<std::size_t>(record.windowExtra), 0) {}
+    : Window(handle), m_procedure(record.procedure), m_threadId(CurrentThreadId()) {
+    m_record.handle = handle;
+    m_record.processId = static_cast<DWORD>(getpid());
+    m_record.threadId = m_threadId;
+    m_record.className = std::move(record.className);
+    m_record.title = std::move(record.title);
+    m_record.style = record.style;
+    m_record.exStyle = record.exStyle;
+    m_record.id = record.id;
+    m_record.extra.assign(static_cast<std::size_t>(record.windowExtra), 0);
+}
+
+LocalWindow::~LocalWindow() = default;
 
 bool LocalWindow::Alive() const {
     return m_phase != Phase::Gone;
@@ -22,31 +33,8 @@ DWORD LocalWindow::Facts(WindowFacts& facts) const {
     if (!Alive()) {
         return ERROR_INVALID_WINDOW_HANDLE;
     }
-    facts = WindowFacts{m_className, m_title, m_threadId, m_processId};
+    facts = WindowFacts{m_record.className, m_record.title, m_record.threadId, m_record.processId};
     return ERROR_SUCCESS;
-}
-
-// The four bytes behind a GetWindowLong index: extra window memory for offsets, a field for the
-// GWL_ indices; null for an index the window has not.
-const unsigned char* LocalWindow::Slot(int index) const {
-    if (index >= 0) {
-        const bool fits = static_cast<std::size_t>(index) + sizeof(LONG) <= m_extra.size();
-        return fits ? &m_extra[static_cast<std::size_t>(index)] : nullptr;
-    }
-    switch (index) {
-    case GWL_STYLE:
-        return reinterpret_cast<const unsigned char*>(&m_style);
-    case GWL_EXSTYLE:
-        return reinterpret_cast<const unsigned char*>(&m_exStyle);
-    case GWL_ID:
-        return reinterpret_cast<const unsigned char*>(&m_id);
-    case GWL_USERDATA:
-        return reinterpret_cast<const unsigned char*>(&m_userData);
-    default:
-        // GWL_WNDPROC among them: a 64-bit procedure address does not fit a LONG, so the
-        // 64-bit platform refuses that index here.
-        return nullptr;
-    }
 }
 
 DWORD LocalWindow::GetLong(int index, LONG& value) const {
@@ -54,12 +42,7 @@ DWORD LocalWindow::GetLong(int index, LONG& value) const {
     if (!Alive()) {
         return ERROR_INVALID_WINDOW_HANDLE;
     }
-    const unsigned char* slot = Slot(index);
-    if (slot == nullptr) {
-        return ERROR_INVALID_INDEX;
-    }
-    std::memcpy(&value, slot, sizeof value);
-    return ERROR_SUCCESS;
+    return ReadLong(m_record, index, value) ? ERROR_SUCCESS : ERROR_INVALID_INDEX;
 }
 
 DWORD LocalWindow::SetLong(int index, LONG value, LONG& previous) {
@@ -67,22 +50,35 @@ DWORD LocalWindow::SetLong(int index, LONG value, LONG& previous) {
     if (!Alive()) {
         return ERROR_INVALID_WINDOW_HANDLE;
     }
-    auto* slot = const_cast<unsigned char*>(Slot(index));
-    if (slot == nullptr) {
+    if (!WriteLong(m_record, index, value, previous)) {
         return ERROR_INVALID_INDEX;
     }
-    std::memcpy(&previous, slot, sizeof previous);
-    std::memcpy(slot, &value, sizeof value);
+    if (m_publication) {
+        m_publication->Update(m_record); // under the lock: updates land in their order
+    }
     return ERROR_SUCCESS;
 }
 
 DWORD LocalWindow::Send(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) {
+    return SendFrom(static_cast<DWORD>(getpid()), message, wParam, lParam, result);
+}
+
+DWORD LocalWindow::SendFrom(DWORD senderPid, UINT message, WPARAM wParam, LPARAM lParam,
+                            LRESULT& result) {
     std::lock_guard lock(m_sendLock);
     if (!Alive()) {
         return ERROR_INVALID_WINDOW_HANDLE;
     }
+    const ProcedureScope scope(senderPid, m_threadId);
     result = m_procedure(Handle(), message, wParam, lParam);
     return ERROR_SUCCESS;
+}
+
+void LocalWindow::Publish() {
+    std::lock_guard lock(m_fieldsLock);
+    if (Alive() && !m_publication) {
+        m_publication = Publication::Start(m_record);
+    }
 }
 
 DWORD LocalWindow::Destroy() {
@@ -101,11 +97,22 @@ DWORD LocalWindow::TearDown(bool sendDestroy) {
         // destruction; that is no failure and sends nothing more.
         return phase == Phase::Destroying ? ERROR_SUCCESS : ERROR_INVALID_WINDOW_HANDLE;
     }
-    if (sendDestroy) {
-        m_procedure(Handle(), WM_DESTROY, 0, 0);
+    {
+        const ProcedureScope scope(static_cast<DWORD>(getpid()), m_threadId);
+        if (sendDestroy) {
+            m_procedure(Handle(), WM_DESTROY, 0, 0);
+        }
+        m_procedure(Handle(), WM_NCDESTROY, 0, 0);
     }
-    m_procedure(Handle(), WM_NCDESTROY, 0, 0);
-    m_phase = Phase::Gone;
+    std::shared_ptr<Publication> publication;
+    {
+        std::lock_guard fields(m_fieldsLock);
+        m_phase = Phase::Gone;
+        publication.swap(m_publication);
+    }
+    if (publication) {
+        publication->Withdraw();
+    }
     RemoveWindow(Handle());
     return ERROR_SUCCESS;
 }

@@ -1,17 +1,22 @@
-// A window of this process: its record and its procedure, called on the sending thread.
+// A window of this process: its record and its procedure. A send from this process runs the
+// procedure on the sending thread; a send from another process runs it on the window's thread
+// inside its GetMessageW. Once created, the window is published in the station for the others.
 #pragma once
 
+#include "windows/record.h"
 #include "windows/station.h"
 
 #include <bvplatform/windows.h>
 #include <bvplatform/winerror.h>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 namespace bvplatform::detail {
+
+class Publication;
 
 class LocalWindow final : public Window {
 public:
@@ -27,6 +32,7 @@ public:
     };
 
     LocalWindow(HWND handle, Record record);
+    ~LocalWindow() override;
 
     [[nodiscard]] bool Alive() const override;
     DWORD Facts(WindowFacts& facts) const override;
@@ -34,6 +40,15 @@ public:
     DWORD SetLong(int index, LONG value, LONG& previous) override;
     DWORD Send(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) override;
     DWORD Destroy() override;
+
+    /// Runs the procedure for a message from process `senderPid`.
+    DWORD SendFrom(DWORD senderPid, UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result);
+
+    /// The thread that created the window.
+    [[nodiscard]] DWORD ThreadId() const { return m_threadId; }
+
+    /// Makes the window visible to other processes (when the station allows).
+    void Publish();
 
     /// Ends a window whose creation failed: WM_DESTROY only if WM_CREATE was reached, then
     /// WM_NCDESTROY, then removal.
@@ -43,14 +58,9 @@ private:
     enum class Phase { Alive, Destroying, Gone };
 
     DWORD TearDown(bool sendDestroy);
-    // The four bytes behind a GetWindowLong index (extra memory or a GWL_* field); null for an
-    // index that names none. Caller holds m_fieldsLock.
-    [[nodiscard]] const unsigned char* Slot(int index) const;
 
-    const std::u16string m_className; // as registered
-    const WNDPROC m_procedure;        // called for every message
-    const DWORD m_threadId;           // the creating thread
-    const DWORD m_processId;          // the creating process
+    const WNDPROC m_procedure; // called for every message
+    const DWORD m_threadId;    // the creating thread
 
     // Held while the procedure runs, so that a window handles one message at a time; recursive
     // so that a procedure can send to its own window. Never held with the station's lock.
@@ -58,12 +68,8 @@ private:
     std::atomic<Phase> m_phase{Phase::Alive}; // Gone once WM_NCDESTROY has returned
 
     mutable std::mutex m_fieldsLock; // guards the fields below; never held while a procedure runs
-    std::u16string m_title;          // the window's text
-    LONG m_style;                    // GWL_STYLE
-    LONG m_exStyle;                  // GWL_EXSTYLE
-    LONG m_id;                       // GWL_ID
-    LONG m_userData = 0;             // GWL_USERDATA, 0 until set
-    std::vector<unsigned char> m_extra; // extra window memory, read by byte offset
+    WindowRecord m_record;           // class, title, longs and extra memory, as published
+    std::shared_ptr<Publication> m_publication; // null while the window is private
 };
 
 } // namespace bvplatform::detail

@@ -1,6 +1,6 @@
-// The window station: the table of live windows that the public window functions resolve
-// handles through. Today it holds this process's windows; windows of other processes can join
-// later as further Window implementations without changing the public functions.
+// The window station: how the public window functions resolve handles. This process's windows
+// are in a table here; windows of other processes of the same prefix are found through their
+// records in the station directory (see windows/stationdir.h) and reached over their sockets.
 //
 // Locking: the table's lock is never held while a window procedure runs. A window serialises
 // its own procedure calls; see LocalWindow.
@@ -54,14 +54,20 @@ private:
     const HWND m_handle; // never 0, never reused
 };
 
-/// A handle no window had before: never 0, unique for the life of the process. The one source
-/// of window handles, so that it can later draw from a machine-wide counter.
+class LocalWindow;
+
+/// A handle no window had before: never 0, and never given again by any process of the station
+/// (drawn from its counter); a process whose station is refused draws from a range of its own.
 HWND NewWindowHandle();
 
-void AddWindow(std::shared_ptr<Window> window);
+void AddWindow(std::shared_ptr<LocalWindow> window);
 void RemoveWindow(HWND handle);
 
-/// The window of a handle, or null for a handle that names none (destroyed or made up).
+/// The window of this process behind a handle, or null.
+std::shared_ptr<LocalWindow> FindLocalWindow(HWND handle);
+
+/// The window of a handle, of this process or a live one of another, or null for a handle that
+/// names none (destroyed, dead owner, refused station or made up).
 std::shared_ptr<Window> FindWindowByHandle(HWND handle);
 
 /// The top-level windows at this moment, the top of the z-order first (the newest window is on

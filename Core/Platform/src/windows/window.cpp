@@ -108,7 +108,12 @@ HWND CreateWindowExW(DWORD dwExStyle, LPCWSTR lpClassName, LPCWSTR lpWindowName,
                          lpWindowName,
                          lpClassName,
                          dwExStyle};
-    return RunCreation(*window, create) ? window->Handle() : nullptr;
+    if (!RunCreation(*window, create)) {
+        return nullptr;
+    }
+    // Visible to other processes only once whole: its procedure has accepted the creation.
+    window->Publish();
+    return window->Handle();
 }
 
 LRESULT DefWindowProcW(HWND hWnd, UINT Msg, WPARAM /*wParam*/, LPARAM /*lParam*/) {

@@ -1,6 +1,8 @@
-// WinExec and the module handle. The stand-in cannot start Windows programs yet: WinExec fails
-// as for a program that is not there, unless a test or tool stands in for the program.
+// WinExec and the module handle. WinExec starts the diagnostics viewer (see windows/launch.h)
+// and nothing else, unless a test or tool stands in for the program.
+#include "windows/launch.h"
 #include "windows/station.h"
+#include "windows/stationdir.h"
 
 #include <bvplatform/testing.h>
 #include <bvplatform/windows.h>
@@ -14,6 +16,8 @@ namespace {
 
 // The executable's module handle: fixed, as the usual load address of a program image.
 const auto kProgramModule = reinterpret_cast<HMODULE>(static_cast<std::uintptr_t>(0x400000));
+// WinExec's answer for a started program: any value above 31 means success.
+constexpr UINT kStarted = 33;
 
 struct WinExecState {
     std::mutex lock;                             // guards handler
@@ -42,7 +46,10 @@ UINT WinExec(LPCSTR lpCmdLine, UINT uCmdShow) {
     if (handler) {
         return handler(lpCmdLine, uCmdShow);
     }
-    return FailWith(ERROR_FILE_NOT_FOUND, static_cast<UINT>(ERROR_FILE_NOT_FOUND));
+    if (const DWORD error = LaunchProgram(lpCmdLine)) {
+        return FailWith(error, static_cast<UINT>(error));
+    }
+    return kStarted;
 }
 
 HMODULE GetModuleHandleW(LPCWSTR lpModuleName) {
@@ -58,6 +65,10 @@ namespace bvplatform::testing {
 void SetWinExecHandler(WinExecHandler handler) {
     std::lock_guard lock(detail::State().lock);
     detail::State().handler = std::move(handler);
+}
+
+std::string StationDirectory() {
+    return detail::StationPath();
 }
 
 } // namespace bvplatform::testing
