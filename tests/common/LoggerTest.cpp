@@ -12,7 +12,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <pthread.h>
 #include <set>
+#include <string>
 #include <thread>
 
 using bvtest::TestViewer;
@@ -139,6 +141,23 @@ TEST_F(Logger, AbsentViewerIsStartedAtEveryLine) {
     EXPECT_EQ(exec.calls, 2);
     EXPECT_EQ(exec.lastCommandLine, "BVDiag.exe");
     EXPECT_EQ(exec.lastShow, 0u);
+}
+
+// With no viewer anywhere (none beside the program, none on PATH) every line asks the platform
+// again, and the platform gives up without starting a process.
+TEST_F(Logger, UnstartableViewerCostsNoProcess) {
+    static int forks = 0;
+    pthread_atfork(
+        nullptr, [] { ++forks; }, nullptr);
+    const char* path = std::getenv("PATH");
+    const std::string saved = path != nullptr ? path : "";
+    setenv("PATH", "", 1);
+    core::Logger logger(u"L");
+    logger.Log(u"lost");
+    logger.Log(u"lost too");
+    setenv("PATH", saved.c_str(), 1);
+    EXPECT_EQ(forks, 0);
+    EXPECT_EQ(FindWindowW(nullptr, u"Brontavale_BVDiag"), nullptr);
 }
 
 TEST_F(Logger, StartedViewerIsFoundByTitle) {

@@ -196,6 +196,7 @@ int bvtool::RunTour(Args) {
     StartViewer();
     TourExceptions();
     TourAssertions();
+    TourTrace();
     TourText();
     TourStrings();
     TourIdentifiers();

@@ -21,6 +21,9 @@ void TourSettings();
 /// copies the all-users value down first. Everything is removed again.
 void TourSettingValues();
 
+/// Scope tracing: a traced scope under a stopwatch with a nested one, and where the lines went.
+void TourTrace();
+
 /// Registry files: a small key exported in the registry editor's format and shown as text; the
 /// key is removed again.
 void TourRegFile();
