@@ -218,13 +218,7 @@ void RemoveListening(const Server& server) {
 
 int ListeningSocket(const StationDir& station, HWND handle) {
     sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const std::string path = station.Inside(SocketName(handle));
-    if (path.size() >= sizeof address.sun_path) {
-        return -1;
-    }
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int fd = WindowSocket(station, handle, address);
     if (fd < 0) {
         return -1;
     }

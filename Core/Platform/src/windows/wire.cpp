@@ -1,7 +1,12 @@
 // Whole reads and writes on window sockets.
 #include "windows/wire.h"
 
+#include "windows/record.h"
+#include "windows/stationdir.h"
+
 #include <cerrno>
+#include <cstring>
+#include <string>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -60,6 +65,17 @@ DWORD TrustedPeer(int fd) {
         return 0;
     }
     return static_cast<DWORD>(peer.pid);
+}
+
+int WindowSocket(const StationDir& station, HWND handle, sockaddr_un& address) {
+    address = sockaddr_un{};
+    address.sun_family = AF_UNIX;
+    const std::string path = station.Inside(SocketName(handle));
+    if (path.size() >= sizeof address.sun_path) {
+        return -1;
+    }
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
 }
 
 } // namespace bvplatform::detail

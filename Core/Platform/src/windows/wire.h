@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <sys/un.h>
 
 namespace bvplatform::detail {
 
@@ -46,5 +47,11 @@ bool ReceiveWhole(int fd, void* buffer, std::size_t size);
 
 /// The peer's process id when its user is ours; 0 for another user or on failure.
 DWORD TrustedPeer(int fd);
+
+class StationDir;
+
+/// A new stream socket and, in `address`, the address of the window's socket in the station;
+/// -1 when the address does not fit or no socket can be made.
+int WindowSocket(const StationDir& station, HWND handle, sockaddr_un& address);
 
 } // namespace bvplatform::detail
