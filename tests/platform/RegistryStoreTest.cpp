@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -41,6 +42,18 @@ TEST_F(RegistryStore, HiveFileIsPrivate) {
     struct stat st {};
     ASSERT_EQ(stat(DbPath().c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
+}
+
+// A new hive has each user's Software branch, as the platform does: modules open it without
+// creating it first.
+TEST_F(RegistryStore, FreshHiveHasEachUsersSoftwareBranch) {
+    const std::pair<HKEY, const char16_t*> branches[] = {{HKEY_CURRENT_USER, u"Software"},
+                                                         {HKEY_USERS, u".DEFAULT\\Software"}};
+    for (const auto& [root, path] : branches) {
+        HKEY key = nullptr;
+        EXPECT_EQ(RegOpenKeyExW(root, path, 0, KEY_READ, &key), ERROR_SUCCESS);
+        RegCloseKey(key);
+    }
 }
 
 // A read-only key: reads work, write rights and changes are refused, open handles keep theirs.

@@ -314,7 +314,12 @@ LONG Hive::CreateSchema() {
                 return status;
             }
         }
-        return InsertLevels(1, {u"USER", u".DEFAULT"}, id, created);
+        // Every user's key has its Software branch from the start, as on the platform.
+        if (LONG status = InsertLevels(1, {u"USER", UserKeyName(), u"Software"}, id, created);
+            status != ERROR_SUCCESS) {
+            return status;
+        }
+        return InsertLevels(1, {u"USER", u".DEFAULT", u"Software"}, id, created);
     });
 }
 
