@@ -466,7 +466,13 @@ void Setting::Physicalize() {
         core::settings::Create(static_cast<TStr>(m_path.Ancestor(-1)));
         const RegistryKey source = RegistryKeyForReading();
         RegistryKey destination = m_path.GetRegistryKey(-1);
-        CopyStored(source, destination, Name(), ValueType());
+        const TStr name = Name();
+        eValueType type = eValueTypeUnknown;
+        // What ValueType tells, on the source key already open.
+        if (!StoredType(source, name, type)) {
+            BV_THROW(TypeException, u"Could not retrieve setting type.");
+        }
+        CopyStored(source, destination, name, type);
         SetPath(path);
     } catch (const mcExc&) {
         BV_THROW(PathException, u"Could not generate registry key to write path " + path + u".");

@@ -36,12 +36,7 @@ struct Connections {
 };
 
 Connections& TheConnections() {
-    static Connections& connections = *[] {
-        auto* made = new Connections;
-        HoldAcrossFork(made->lock);
-        return made;
-    }();
-    return connections;
+    return ForkSafeTable<Connections>();
 }
 
 std::shared_ptr<Connection> ConnectionTo(HWND handle) {

@@ -39,12 +39,7 @@ struct QueueTable {
 
 // Immortal: a window may be sent to during static destruction.
 QueueTable& Queues() {
-    static QueueTable& table = *[] {
-        auto* made = new QueueTable;
-        HoldAcrossFork(made->lock);
-        return made;
-    }();
-    return table;
+    return ForkSafeTable<QueueTable>();
 }
 
 std::shared_ptr<ThreadQueue> QueueOf(DWORD threadId) {

@@ -116,12 +116,7 @@ struct Listener {
 };
 
 Listener& TheListener() {
-    static Listener& listener = *[] {
-        auto* made = new Listener;
-        HoldAcrossFork(made->lock);
-        return made;
-    }();
-    return listener;
+    return ForkSafeTable<Listener>();
 }
 
 void Wake(Listener& listener) {

@@ -231,12 +231,7 @@ struct Owners {
 };
 
 Owners& TheOwners() {
-    static Owners& owners = *[] {
-        auto* made = new Owners;
-        HoldAcrossFork(made->lock);
-        return made;
-    }();
-    return owners;
+    return ForkSafeTable<Owners>();
 }
 
 // True while the process of `token` holds its lock.

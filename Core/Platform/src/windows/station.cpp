@@ -31,12 +31,7 @@ struct Station {
 
 // Immortal: a logger's destructor sends to its viewer during static destruction at exit.
 Station& TheStation() {
-    static Station& station = *[] {
-        auto* made = new Station;
-        HoldAcrossFork(made->lock);
-        return made;
-    }();
-    return station;
+    return ForkSafeTable<Station>();
 }
 
 std::uintptr_t Key(HWND handle) {

@@ -89,12 +89,7 @@ struct StationCache {
 };
 
 StationCache& Cache() {
-    static StationCache& cache = *[] {
-        auto* made = new StationCache;
-        HoldAcrossFork(made->lock);
-        return made;
-    }();
-    return cache;
+    return ForkSafeTable<StationCache>();
 }
 
 std::string EnvironmentKey() {
